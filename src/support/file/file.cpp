@@ -1,0 +1,72 @@
+#include "support/file/file.h"
+
+#include <algorithm>
+
+#include "support/error/error.h"
+
+namespace Qz {
+
+namespace {
+// Skipping needs no heap: pieces go through a small buffer on the stack.
+const uint64_t skipPiece = 256;
+} // namespace
+
+uint64_t fileReader::readExact(void* buffer, uint64_t size) {
+    if (read(buffer, size) != size)
+        throw invalid_input();
+    return size;
+}
+
+uint64_t fileReader::skip(uint64_t size) {
+    char scratch[skipPiece];
+    uint64_t done = 0;
+    while (done < size) {
+        uint64_t want = std::min(skipPiece, size - done);
+        uint64_t got = read(scratch, want);
+        done += got;
+        if (got < want)
+            break;
+    }
+    return done;
+}
+
+uint64_t fileReader::skipExact(uint64_t size) {
+    if (skip(size) != size)
+        throw invalid_input();
+    return size;
+}
+
+uint64_t fileReader::readSome(void* buffer, uint64_t size) {
+    waitReadable();
+    return readDirect(buffer, size);
+}
+
+uint64_t fileReader::readDirect(void* buffer, uint64_t size) { return read(buffer, size); }
+
+uint64_t fileReader::skipDirect(uint64_t size) {
+    char scratch[skipPiece];
+    uint64_t done = 0;
+    while (done < size) {
+        uint64_t want = std::min(skipPiece, size - done);
+        uint64_t got = readDirect(scratch, want);
+        done += got;
+        if (got < want)
+            break;
+    }
+    return done;
+}
+
+void fileReader::waitReadable() {}
+
+bool fileReader::isReadable() { return true; }
+
+uint64_t fileWriter::writeDirect(const void* buffer, uint64_t size) {
+    write(buffer, size);
+    return size;
+}
+
+void fileWriter::waitWritable() {}
+
+bool fileWriter::isWritable() { return true; }
+
+} // namespace Qz

@@ -1,0 +1,38 @@
+#include "support/thread/abort.h"
+
+#include "support/error/error.h"
+#include "support/win32.h"
+
+namespace Qz {
+
+namespace {
+
+thread_local waitable* binding = nullptr;
+
+bool isSignalled(void* handle) { return handle && WaitForSingleObject(static_cast<HANDLE>(handle), 0) == WAIT_OBJECT_0; }
+
+} // namespace
+
+waitable* currentAbortBinding() { return binding; }
+
+abortScope::abortScope(waitable& event) : previous(binding) {
+    if (isSignalled(event.handle))
+        throw user_abort();
+    binding = &event;
+}
+
+abortScope::~abortScope() { binding = previous; }
+
+void abortCheck() {
+    if (binding && isSignalled(binding->handle))
+        throw user_abort();
+}
+
+void abortCheck(void* eventHandle) {
+    if (isSignalled(eventHandle))
+        throw user_abort();
+}
+
+bool abortSignalled() { return binding && isSignalled(binding->handle); }
+
+} // namespace Qz
