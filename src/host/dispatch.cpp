@@ -1,0 +1,100 @@
+#include "host/dispatch.h"
+
+#include <cstdio>
+
+#include "host/vst_globals.h"
+#include "stream/stream_command.h"
+#include "support/text/path.h"
+#include "support/thread/message_pump.h"
+#include "support/text/utf.h"
+#include "support/win32.h"
+
+namespace {
+
+struct PluginKinds {
+    bool vst3;
+    bool vst2;
+};
+
+PluginKinds kindsToTry(const OptionMap& arguments) {
+    const std::string* version = findOption(arguments, "--vst-version");
+    if (!version)
+        return {true, true};
+    int32_t wanted = decimalValue(*version);
+    return {wanted == 3, wanted == 2};
+}
+
+std::unique_ptr<VSTEffect> newEffect(const OptionMap& arguments) {
+    std::unique_ptr<VSTEffect> effect(new VSTEffect());
+    const std::string* level = findOption(arguments, "--process");
+    effect->processLevel = (level && *level == "realtime") ? kVstProcessLevelRealtime : kVstProcessLevelOffline;
+    return effect;
+}
+
+// VST 3 modules are not hosted yet: the attempt finds nothing and is silent.
+std::unique_ptr<VSTEffect> openVst3(const OptionMap&, const std::string&) { return nullptr; }
+
+std::unique_ptr<VSTEffect> openVst2(const OptionMap& arguments, const std::string& path) {
+    std::unique_ptr<VSTEffect> effect = newEffect(arguments);
+    int32_t rate = decimalOption(arguments, "--rate", 0);
+    if (rate > 0)
+        effect->sampleRate = uint32_t(rate);
+
+    // Never unloaded: a plug-in may leave threads or callbacks behind that
+    // outlive its effClose.
+    HMODULE library = LoadLibraryW(Qz::utf8ToWide(path).c_str());
+    if (!library) {
+        std::fprintf(stderr, "Could not load VST bundle: %s\n", path.c_str());
+        return nullptr;
+    }
+    FARPROC entry = GetProcAddress(library, "VSTPluginMain");
+    if (!entry)
+        entry = GetProcAddress(library, "main");
+    if (!entry || !effect->openEntry(reinterpret_cast<VstPluginMainProc>(reinterpret_cast<void*>(entry)))) {
+        std::fprintf(stderr, "Could not load VST: %s\n", path.c_str());
+        return nullptr;
+    }
+    return effect;
+}
+
+} // namespace
+
+bool mainWithGlobals(VSTGlobals& globals) {
+    const OptionMap& arguments = globals.arguments;
+
+    const std::string* vst = findOption(arguments, "--vst");
+    if (!vst) {
+        std::fprintf(stderr, "No VST specified.\n");
+        return false;
+    }
+
+    // Plug-ins find their resources relative to their own folder. Failing
+    // here (a bare name gives "") is harmless.
+    SetCurrentDirectoryW(Qz::utf8ToWide(Qz::parentPath(*vst)).c_str());
+
+    PluginKinds kinds = kindsToTry(arguments);
+    if (kinds.vst3)
+        globals.effect = openVst3(arguments, *vst);
+    if (!globals.effect && kinds.vst2)
+        globals.effect = openVst2(arguments, *vst);
+    if (!globals.effect) {
+        std::fprintf(stderr, "Could not open VST.");
+        return false;
+    }
+
+    if (globals.command == "test")
+        return true;
+
+    // Work the plug-in queued for this thread while it opened runs before
+    // the command begins.
+    Qz::pumpMessages();
+
+    if (globals.command == "has-editor")
+        return globals.effect->canConfigure();
+
+    if (globals.command == "process")
+        return process(globals);
+
+    std::fprintf(stderr, "Invalid arguments, no command found.\n");
+    return false;
+}

@@ -1,0 +1,30 @@
+// VSTGlobals: everything one run owns. Built once by runGlobals, handed by
+// reference to mainWithGlobals and every command, destroyed before exit.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/options.h"
+#include "support/file/file.h"
+#include "vst2/vst_effect.h"
+
+struct VSTGlobals {
+    std::string dataPath;             // value of --data, set only once the plug-in is open
+    std::string command;              // the command word
+    OptionMap arguments;              // a copy of the option map; read-only once the run starts
+    std::unique_ptr<VSTEffect> effect; // the open plug-in
+    // Declared after the effect so that they go first: the transports are
+    // let go before the plug-in closes.
+    std::shared_ptr<Qz::fileWriter> output; // stream replies and processed audio
+    std::shared_ptr<Qz::fileReader> input;  // stream data and messages
+};
+
+// The process-wide option map and command word, filled by the entry.
+OptionMap& optionMap();
+std::string& commandWord();
+
+// Builds VSTGlobals on the standard handles, runs mainWithGlobals, destroys
+// the record (closing the plug-in) and returns the command's result. Main
+// thread.
+bool runGlobals();

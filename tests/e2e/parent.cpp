@@ -1,0 +1,226 @@
+#include "parent.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "support/text/utf.h"
+#include "support/win32.h"
+
+std::string narrow(const std::wstring& text) { return Qz::wideToUtf8(text); }
+
+std::wstring binFolder() {
+    wchar_t path[MAX_PATH * 4];
+    DWORD length = GetModuleFileNameW(NULL, path, DWORD(sizeof path / sizeof path[0]));
+    std::wstring folder(path, length);
+    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
+}
+
+std::wstring testPlugin(const std::wstring& fileName) { return binFolder() + L"plugins\\" + fileName; }
+
+std::wstring hostExecutable() { return binFolder() + L"fxhost.exe"; }
+
+std::wstring quoteArgument(const std::wstring& argument) {
+    if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos)
+        return argument;
+    std::wstring quoted = L"\"";
+    for (size_t i = 0;; ++i) {
+        size_t backslashes = 0;
+        while (i < argument.size() && argument[i] == L'\\') {
+            ++i;
+            ++backslashes;
+        }
+        if (i == argument.size()) {
+            quoted.append(backslashes * 2, L'\\');
+            break;
+        }
+        if (argument[i] == L'"') {
+            quoted.append(backslashes * 2 + 1, L'\\');
+        } else {
+            quoted.append(backslashes, L'\\');
+        }
+        quoted.push_back(argument[i]);
+    }
+    quoted.push_back(L'"');
+    return quoted;
+}
+
+namespace {
+
+class Handle {
+public:
+    Handle() = default;
+    explicit Handle(HANDLE h) : handle(h) {}
+    ~Handle() { reset(); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+    void reset() {
+        if (handle && handle != INVALID_HANDLE_VALUE)
+            CloseHandle(handle);
+        handle = NULL;
+    }
+    HANDLE* out() { return &handle; }
+    HANDLE get() const { return handle; }
+
+private:
+    HANDLE handle = NULL;
+};
+
+// A pipe whose `childEnd` is inheritable and whose other end is not.
+void makePipe(Handle& readEnd, Handle& writeEnd, bool childReads) {
+    SECURITY_ATTRIBUTES inherit = {sizeof inherit, NULL, TRUE};
+    if (!CreatePipe(readEnd.out(), writeEnd.out(), &inherit, 0))
+        throw std::runtime_error("CreatePipe failed");
+    SetHandleInformation(childReads ? writeEnd.get() : readEnd.get(), HANDLE_FLAG_INHERIT, 0);
+}
+
+void drain(HANDLE from, std::string& into) {
+    char buffer[65536];
+    DWORD got = 0;
+    while (ReadFile(from, buffer, sizeof buffer, &got, NULL) && got > 0)
+        into.append(buffer, got);
+}
+
+} // namespace
+
+// A temporary file holding `input`, open for reading by an inheritable
+// handle; it goes away when the last handle to it is closed.
+void makeInputFile(Handle& readEnd, const std::string& input) {
+    wchar_t folder[MAX_PATH + 1], name[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH + 1, folder);
+    GetTempFileNameW(folder, L"fxi", 0, name);
+    SECURITY_ATTRIBUTES inherit = {sizeof inherit, NULL, TRUE};
+    *readEnd.out() = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, &inherit,
+                                 CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, NULL);
+    if (readEnd.get() == INVALID_HANDLE_VALUE)
+        throw std::runtime_error("could not create the input file");
+    DWORD written = 0;
+    if (!input.empty() && !WriteFile(readEnd.get(), input.data(), DWORD(input.size()), &written, NULL))
+        throw std::runtime_error("could not write the input file");
+    SetFilePointer(readEnd.get(), 0, NULL, FILE_BEGIN);
+}
+
+HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input, StandardInput kind,
+                double timeoutSeconds) {
+    Handle inRead, inWrite, outRead, outWrite, errRead, errWrite;
+    if (kind == StandardInput::File)
+        makeInputFile(inRead, input);
+    else
+        makePipe(inRead, inWrite, true);
+    makePipe(outRead, outWrite, false);
+    makePipe(errRead, errWrite, false);
+
+    std::wstring commandLine = quoteArgument(hostExecutable());
+    for (const std::wstring& argument : arguments)
+        commandLine += L" " + quoteArgument(argument);
+
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = inRead.get();
+    startup.hStdOutput = outWrite.get();
+    startup.hStdError = errWrite.get();
+    PROCESS_INFORMATION process = {};
+    std::vector<wchar_t> mutableLine(commandLine.begin(), commandLine.end());
+    mutableLine.push_back(0);
+    if (!CreateProcessW(hostExecutable().c_str(), mutableLine.data(), NULL, NULL, TRUE, 0, NULL, NULL, &startup,
+                        &process))
+        throw std::runtime_error("could not start fxhost.exe");
+    Handle processHandle(process.hProcess), threadHandle(process.hThread);
+    // Only the child may hold these ends, or the readers never see the end.
+    inRead.reset();
+    outWrite.reset();
+    errWrite.reset();
+
+    HostRun run;
+    std::thread writer([&] {
+        if (kind == StandardInput::File)
+            return;
+        DWORD written = 0;
+        size_t done = 0;
+        while (done < input.size() &&
+               WriteFile(inWrite.get(), input.data() + done, DWORD(input.size() - done), &written, NULL))
+            done += written;
+        inWrite.reset();
+    });
+    std::thread outReader([&] { drain(outRead.get(), run.output); });
+    std::thread errReader([&] { drain(errRead.get(), run.error); });
+
+    DWORD waited = WaitForSingleObject(processHandle.get(), DWORD(timeoutSeconds * 1000));
+    if (waited != WAIT_OBJECT_0) {
+        TerminateProcess(processHandle.get(), 0xDEAD);
+        WaitForSingleObject(processHandle.get(), INFINITE);
+        ADD_FAILURE() << "fxhost.exe did not finish within " << timeoutSeconds << " s";
+    }
+    DWORD code = 0;
+    GetExitCodeProcess(processHandle.get(), &code);
+    run.exitCode = code;
+    writer.join();
+    outReader.join();
+    errReader.join();
+    return run;
+}
+
+ScopedTempFolder::ScopedTempFolder(const std::wstring& name) {
+    wchar_t base[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH + 1, base);
+    folder = std::wstring(base) + name + L"-" + std::to_wstring(GetCurrentProcessId()) + L"\\";
+    CreateDirectoryW(folder.c_str(), NULL);
+}
+
+ScopedTempFolder::~ScopedTempFolder() {
+    WIN32_FIND_DATAW found;
+    HANDLE search = FindFirstFileW((folder + L"*").c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) {
+        do {
+            if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+                DeleteFileW((folder + found.cFileName).c_str());
+        } while (FindNextFileW(search, &found));
+        FindClose(search);
+    }
+    RemoveDirectoryW(folder.c_str());
+}
+
+namespace {
+int logsMade = 0;
+} // namespace
+
+// A folder of its own per log, so that a second log in one test starts empty.
+CallLog::CallLog()
+    : folder(L"fxhost-log-" + std::to_wstring(++logsMade)), file(folder.path() + L"calls.log") {
+    SetEnvironmentVariableW(L"FXHOST_TEST_LOG", file.c_str());
+}
+
+CallLog::~CallLog() { SetEnvironmentVariableW(L"FXHOST_TEST_LOG", NULL); }
+
+std::vector<std::string> CallLog::lines() const {
+    std::vector<std::string> result;
+    HANDLE h = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, NULL, OPEN_EXISTING, 0, NULL);
+    if (h == INVALID_HANDLE_VALUE)
+        return result;
+    std::string text;
+    char buffer[4096];
+    DWORD got = 0;
+    while (ReadFile(h, buffer, sizeof buffer, &got, NULL) && got > 0)
+        text.append(buffer, got);
+    CloseHandle(h);
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            end = text.size();
+        std::string line = text.substr(start, end - start);
+        size_t blank = line.find(' ');
+        result.push_back(blank == std::string::npos ? line : line.substr(blank + 1));
+        start = end + 1;
+    }
+    return result;
+}
+
+std::vector<std::string> CallLog::linesStartingWith(const std::string& prefix) const {
+    std::vector<std::string> result;
+    for (const std::string& line : lines())
+        if (line.compare(0, prefix.size(), prefix) == 0)
+            result.push_back(line);
+    return result;
+}
