@@ -1,0 +1,58 @@
+# Shared by scripts/test, scripts/demo and the benchmarks: install what is
+# missing, build, and run Windows programs under a private Wine.
+# Sourced, not run.
+
+FXHOST_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+FXHOST_BUILD=${FXHOST_BUILD:-$FXHOST_ROOT/build}
+FXHOST_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64 googletest)
+
+say() { printf '==> %s\n' "$*" >&2; }
+
+# Installs only what is missing, so a second run touches no package list.
+ensure_packages() {
+  local missing=() p
+  for p in "${FXHOST_PACKAGES[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  local sudo=()
+  [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+  say "installing ${missing[*]}"
+  "${sudo[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq "${missing[@]}" >/dev/null
+}
+
+# Configures once; later runs only let ninja bring the build up to date.
+build_all() {
+  if [ ! -f "$FXHOST_BUILD/build.ninja" ]; then
+    say "configuring in $FXHOST_BUILD"
+    cmake -S "$FXHOST_ROOT" -B "$FXHOST_BUILD" -G Ninja \
+      -DCMAKE_TOOLCHAIN_FILE="$FXHOST_ROOT/cmake/mingw-w64-x86_64.cmake" \
+      -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  fi
+  say "building"
+  cmake --build "$FXHOST_BUILD" -- -j"$(nproc)" | grep -v '^\[' || true
+  [ "${PIPESTATUS[0]}" -eq 0 ]
+}
+
+# A throw-away Wine prefix with a persistent wineserver (so each process
+# starts fast) and the null graphics driver (windows work without a display).
+# Stopped and removed by stop_wine, which start_wine arranges to run on exit.
+start_wine() {
+  export WINEPREFIX
+  WINEPREFIX=$(mktemp -d /tmp/fxhost-wine.XXXXXX)
+  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+  say "preparing Wine in $WINEPREFIX"
+  wineserver -p
+  wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+  trap stop_wine EXIT
+}
+
+stop_wine() {
+  [ -n "${WINEPREFIX:-}" ] || return 0
+  wineserver -k 2>/dev/null || true
+  rm -rf "$WINEPREFIX"
+}
+
+# Windows path of a file under this machine's root, for Wine programs.
+winpath() { printf 'Z:%s' "$(readlink -f "$1" | tr / '\\')"; }
