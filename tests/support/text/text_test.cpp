@@ -85,10 +85,12 @@ TEST(HexText, PadsToMinimumAndNeverCuts) {
     } cases[] = {
         {0, 0, false, "0"},
         {0, 1, false, "0"},
+        {0, 2, false, "00"},
         {0, 4, false, "0000"},
         {0xABC, 1, false, "abc"},
         {0xABC, 1, true, "ABC"},
         {0xABC, 3, true, "ABC"},
+        {0xABC, 4, true, "0ABC"},
         {0xABC, 8, false, "00000abc"},
         {0x80090318, 8, false, "80090318"},
         {0x123456789, 4, false, "123456789"},
@@ -160,8 +162,9 @@ void checkParser(const char* parserName, Parse parse, const NumberCase* begin, c
         }
         SCOPED_TRACE(std::string(parserName) + "(\"" + c->text + "\")");
         EXPECT_STREQ(describe(outcome), describe(c->outcome));
-        if (outcome == Outcome::value && c->outcome == Outcome::value)
+        if (outcome == Outcome::value && c->outcome == Outcome::value) {
             EXPECT_EQ(value, c->value);
+        }
     }
 }
 
