@@ -22,7 +22,9 @@ int hexDigitValue(char c) {
     return -1;
 }
 
-bool isAsciiAlphanumeric(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
+bool isAsciiAlphanumeric(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
 
 std::string decode(const std::string& text, bool plusIsBlank) {
     std::string out;
@@ -60,9 +62,13 @@ std::string percentEncode(const std::string& text, const char* safe) {
     return out;
 }
 
-std::string percentDecode(const std::string& text) { return decode(text, false); }
+std::string percentDecode(const std::string& text) {
+    return decode(text, false);
+}
 
-std::string percentDecodePlus(const std::string& text) { return decode(text, true); }
+std::string percentDecodePlus(const std::string& text) {
+    return decode(text, true);
+}
 
 std::string urlEscapeRaw(const std::string& text) {
     std::string out;

@@ -8,7 +8,9 @@ namespace {
 
 // Folding through unsigned char keeps bytes from 0x80 up above all of ASCII,
 // whatever the signedness of char is on the compiler at hand.
-int foldedByte(char c) { return static_cast<unsigned char>(toLowerAscii(c)); }
+int foldedByte(char c) {
+    return static_cast<unsigned char>(toLowerAscii(c));
+}
 
 int hexDigitValue(char c) {
     if (c >= '0' && c <= '9')
@@ -40,7 +42,9 @@ int compareNoCase(const char* a, size_t aSize, const char* b, size_t bSize) {
     return 0;
 }
 
-char toLowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char toLowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 std::string toLowerAscii(std::string text) {
     for (char& c : text)
@@ -93,7 +97,9 @@ uint64_t parseDecimal(const char* text, size_t size) {
     return value;
 }
 
-uint64_t parseDecimal(const std::string& text) { return parseDecimal(text.data(), text.size()); }
+uint64_t parseDecimal(const std::string& text) {
+    return parseDecimal(text.data(), text.size());
+}
 
 uint64_t parseHex(const char* text, size_t size) {
     for (size_t i = 0; i < size; ++i)
@@ -109,6 +115,8 @@ uint64_t parseHex(const char* text, size_t size) {
     return value;
 }
 
-uint64_t parseHex(const std::string& text) { return parseHex(text.data(), text.size()); }
+uint64_t parseHex(const std::string& text) {
+    return parseHex(text.data(), text.size());
+}
 
 } // namespace Qz

@@ -36,8 +36,7 @@ std::string decimalText(int64_t value);
 // A plain int or uint32 would be ambiguous between the two above; these pick
 // by signedness, so that -1 never comes out as 18446744073709551615.
 namespace textDetail {
-template <typename T>
-constexpr bool isCountingInteger = std::is_integral<T>::value && !std::is_same<T, bool>::value;
+template <typename T> constexpr bool isCountingInteger = std::is_integral<T>::value && !std::is_same<T, bool>::value;
 } // namespace textDetail
 template <typename T, std::enable_if_t<textDetail::isCountingInteger<T> && std::is_signed<T>::value, int> = 0>
 std::string decimalText(T value) {

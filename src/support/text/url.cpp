@@ -14,7 +14,9 @@ namespace {
 const char credentialSafe[] = "-_.~";
 const char redirectPathSafe[] = "_-!.~'()*/";
 
-bool startsWith(const std::string& text, const char* prefix) { return text.compare(0, std::strlen(prefix), prefix) == 0; }
+bool startsWith(const std::string& text, const char* prefix) {
+    return text.compare(0, std::strlen(prefix), prefix) == 0;
+}
 
 } // namespace
 
@@ -79,7 +81,9 @@ std::string urlParts::toString() const {
     return text + hostAndPort() + path;
 }
 
-std::string urlParts::schemePrefix() const { return scheme.empty() ? std::string() : scheme + "://"; }
+std::string urlParts::schemePrefix() const {
+    return scheme.empty() ? std::string() : scheme + "://";
+}
 
 std::string urlParts::portSuffix() const {
     unsigned fallback = defaultPort(scheme);
@@ -88,7 +92,9 @@ std::string urlParts::portSuffix() const {
     return ":" + port;
 }
 
-std::string urlParts::hostAndPort() const { return host + portSuffix(); }
+std::string urlParts::hostAndPort() const {
+    return host + portSuffix();
+}
 
 std::string urlParts::credentials() const {
     if (user.empty())

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
 namespace {
@@ -53,8 +54,8 @@ TEST(PercentEncode, KeepsAlphanumericsAndTheSafeSetOnly) {
         {"/:@[`{", "%2F%3A%40%5B%60%7B"},
     };
     checkTable(
-        "percentEncode(no safe set)", [](const std::string& s) { return Qz::percentEncode(s, ""); },
-        std::begin(plain), std::end(plain));
+        "percentEncode(no safe set)", [](const std::string& s) { return Qz::percentEncode(s, ""); }, std::begin(plain),
+        std::end(plain));
     checkTable(
         "percentEncode(null safe set)", [](const std::string& s) { return Qz::percentEncode(s, nullptr); },
         std::begin(plain), std::end(plain));
@@ -68,8 +69,8 @@ TEST(PercentEncode, KeepsAlphanumericsAndTheSafeSetOnly) {
         {"\xC3", "%C3"},
     };
     checkTable(
-        "percentEncode(\"-_.~\")", [](const std::string& s) { return Qz::percentEncode(s, "-_.~"); },
-        std::begin(safe), std::end(safe));
+        "percentEncode(\"-_.~\")", [](const std::string& s) { return Qz::percentEncode(s, "-_.~"); }, std::begin(safe),
+        std::end(safe));
 }
 
 TEST(PercentDecode, MalformedEscapesStayLiteral) {
@@ -110,15 +111,8 @@ TEST(PercentDecode, MalformedEscapesStayLiteral) {
 
 TEST(PercentDecodePlus, LiteralPlusOnlyBecomesBlank) {
     const Case cases[] = {
-        {"+", " "},
-        {"a+b++", "a b  "},
-        {"%2B", "+"},
-        {"%2b+", "+ "},
-        {"%+", "% "},
-        {"%4+", "%4 "},
-        {"%00+", "%00 "},
-        {"%41%", "A%"},
-        {"q=a%20b+c", "q=a b c"},
+        {"+", " "},     {"a+b++", "a b  "}, {"%2B", "+"},   {"%2b+", "+ "},           {"%+", "% "},
+        {"%4+", "%4 "}, {"%00+", "%00 "},   {"%41%", "A%"}, {"q=a%20b+c", "q=a b c"},
     };
     checkTable("percentDecodePlus", Qz::percentDecodePlus, std::begin(cases), std::end(cases));
 }

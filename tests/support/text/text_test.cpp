@@ -6,11 +6,14 @@
 
 #include <climits>
 #include <cstdint>
+#include <iterator>
 #include <string>
 
 namespace {
 
-int sign(int value) { return (value > 0) - (value < 0); }
+int sign(int value) {
+    return (value > 0) - (value < 0);
+}
 
 TEST(CompareNoCase, FoldsOnlyAsciiAndOrdersBytesUnsigned) {
     struct Case {

@@ -204,8 +204,8 @@ TEST(UrlParts, DefaultPortBySchemeWithoutCase) {
         const char* scheme;
         unsigned port;
     } cases[] = {
-        {"http", 80}, {"HTTP", 80},  {"Https", 443}, {"ftp", 21}, {"FTPES", 21}, {"ftps", 990},
-        {"", 0},      {"htt", 0},    {"httpx", 0},   {"ws", 0},   {"ftpe", 0},   {"http ", 0},
+        {"http", 80}, {"HTTP", 80}, {"Https", 443}, {"ftp", 21}, {"FTPES", 21}, {"ftps", 990},
+        {"", 0},      {"htt", 0},   {"httpx", 0},   {"ws", 0},   {"ftpe", 0},   {"http ", 0},
     };
     for (const Case& c : cases)
         EXPECT_EQ(Qz::urlParts::defaultPort(c.scheme), c.port) << '"' << c.scheme << '"';
@@ -217,7 +217,7 @@ TEST(UrlResolve, RelativeReferencesAgainstBase) {
         const char* relative;
         const char* expected;
     } cases[] = {
-        // "../" takes the file name, then step 5 only drops the separator.
+        // "../" takes the file name; the cut to the directory then drops only the separator.
         {"http://h/a/b/c.txt", "../d", "http://h/a/b/d"},
         {"http://h/a/b/", "../d", "http://h/a/d"},
         {"http://h/a/b/c.txt", "../../d", "http://h/a/d"},
@@ -240,6 +240,7 @@ TEST(UrlResolve, RelativeReferencesAgainstBase) {
         {"http://h/a/b/", "?x=1", "http://h/a/b/?x=1"},
         {"http://h/", "?x=1", "http://h/?x=1"},
         {"http://h/a/b/c.txt", "../?x", "http://h/a/b/?x"},
+        {"http://h/a/b/c.txt", "./?x", "http://h/a/b/c.txt?x"},
         // The base's query takes no part in the directory.
         {"http://h/a/b?p=/x/y", "c", "http://h/a/c"},
         // An absolute path keeps scheme, credentials, host and port.
@@ -293,6 +294,8 @@ TEST(UrlNormalizeRedirect, CarriesCredentialsAndEncodesBarePaths) {
         {"no rewrite keeps the text", "http://h/a", "HTTP://h:80/x", "HTTP://h:80/x"},
         {"target that does not parse", "http://u@h/a", "http:///x y", "http:///x y"},
         {"from that does not parse", "u@h/a", "http://h/x", "http://h/x"},
+        // Half-parsed records must not meet as "the same server".
+        {"neither parses", "://u@/a", "not a url", "not a url"},
     };
     for (const Case& c : cases) {
         std::string target = c.target;
