@@ -73,14 +73,22 @@ const double step32 = 1.0 / scale32;
 // in, so one function serves both precisions; what depends on T is the
 // product, which the caller forms in T.
 //
-// llround is only defined for results it can represent, so the range is
-// checked first, by comparisons that NaN fails as well. The accepted range
-// runs to just below 2^31 + 0.5, so that a rounded 2^31 (full-scale
-// positive) is kept and stored as INT32_MAX; see the header.
+// The range is checked first, by comparisons that NaN fails as well. The
+// accepted range runs to just below 2^31 + 0.5, so that a rounded 2^31
+// (full-scale positive) is kept and stored as INT32_MAX; see the header.
+//
+// Rounding by hand rather than with llround, which is a library call per
+// sample here: truncation toward zero is one instruction, and the fraction
+// it leaves, scaled - truncated, is exact in double.
 inline int32_t roundSample(double scaled) {
     if (!(scaled > -2147483648.5 && scaled < 2147483648.5))
         return 0;
-    long long rounded = std::llround(scaled);
+    long long rounded = static_cast<long long>(scaled);
+    double fraction = scaled - static_cast<double>(rounded);
+    if (fraction >= 0.5)
+        ++rounded;
+    else if (fraction <= -0.5)
+        --rounded;
     return rounded > 2147483647LL ? 2147483647 : static_cast<int32_t>(rounded);
 }
 
