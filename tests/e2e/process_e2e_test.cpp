@@ -261,6 +261,23 @@ TEST(PlainProtocol, TailFollowsTheInput) {
     EXPECT_TRUE(sameBytes(run.output, std::string(512 * 8, '\0') + in));
 }
 
+TEST(PlainProtocol, TailLengthsThePluginAnswers) {
+    // These plug-ins never fall silent, so the tail runs as long as they say,
+    // unless that is a minute or more.
+    struct Case {
+        const wchar_t* plugin;
+        size_t frames;
+    } cases[] = {{L"fx_sustain_700.dll", 700}, {L"fx_sustain_60s.dll", 0}, {L"fx_sustain_under60s.dll", 2645999}};
+    for (const Case& c : cases) {
+        HostRun run = runHost(processArguments(c.plugin, plain16()), pcm16(signal16(2 * 10)));
+        EXPECT_EQ(run.exitCode, 0u) << narrow(c.plugin);
+        ASSERT_EQ(run.output.size(), (10 + c.frames) * 4) << narrow(c.plugin);
+        if (c.frames) {
+            EXPECT_EQ(hex(run.output, run.output.size() - 4, 4), "00 20 00 20 ") << "0.25 is 0x2000 in 16 bits";
+        }
+    }
+}
+
 TEST(PlainProtocol, PartialFrameAtTheEnd) {
     std::vector<int16_t> in = signal16(600 * 2);
     HostRun run = runHost(processArguments(L"fx_half.dll", plain16()), pcm16(in) + "x");
@@ -287,6 +304,7 @@ TEST(PlainProtocol, FormatFailures) {
         {"64 bits without the float tag", L"fx_effect.dll",
          {L"--rate", L"44100", L"--channels", L"2", L"--bits", L"64"}, "Format conversion failure"},
         {"no outputs", L"fx_nooutputs.dll", plain16(), "VST refused audio format"},
+        {"no processing call", L"fx_noprocess.dll", plain16(), "VST processing failure"},
     };
     for (const Case& c : cases) {
         HostRun run = runHost(processArguments(c.plugin, c.arguments), pcm16(signal16(64)));

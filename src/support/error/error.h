@@ -3,6 +3,7 @@
 // sees. Nothing here logs: whoever catches decides whether the text is shown.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>

@@ -32,6 +32,10 @@
 //   fx_accumulate       only the old accumulating process call
 //   fx_chunk            keeps its settings as a program chunk
 //   fx_once             opens once; its entry hands back nothing after that
+//   fx_sustain_*        adds a constant to its output, so it never falls
+//                       silent, and answers effGetTailSize with 700 frames,
+//                       exactly 60 s at 44100 Hz, or one frame less
+//   fx_noprocess        claims replacing processing but has no such call
 //
 // Apart from that they all behave like fx_effect, and every one of them logs
 // each call it receives and each answer it gets (see plugin_log.h); the
@@ -106,6 +110,12 @@
 #ifndef FX_CHUNKS
 #define FX_CHUNKS 0
 #endif
+#ifndef FX_OFFSET
+#define FX_OFFSET 0.0
+#endif
+#ifndef FX_NULL_PROCESS
+#define FX_NULL_PROCESS 0
+#endif
 #ifndef FX_ONCE
 #define FX_ONCE 0
 #endif
@@ -136,6 +146,7 @@ constexpr VstInt32 kOutputs = FX_OUTPUTS;
 constexpr bool kMixedPins = FX_MIXED_PINS != 0;
 constexpr VstInt32 kLatency = FX_LATENCY;
 constexpr double kGain = FX_GAIN;
+constexpr double kOffset = FX_OFFSET;
 constexpr VstIntPtr kTail = FX_TAIL;
 constexpr bool kNoDouble = FX_NO_DOUBLE != 0;
 constexpr bool kNoReplacing = FX_NO_REPLACING != 0;
@@ -431,7 +442,7 @@ void render(AEffect* effect, Sample** inputs, Sample** outputs, VstInt32 frames,
                 position = (position + 1) % (kLatency > 0 ? kLatency : 1);
                 value = delayed;
             }
-            Sample result = static_cast<Sample>(value * kGain);
+            Sample result = static_cast<Sample>(value * kGain + kOffset);
             out[i] = accumulate ? static_cast<Sample>(out[i] + result) : result;
         }
     }
@@ -506,7 +517,7 @@ extern "C" AEffect* VSTCALLBACK plugin_main_entry(audioMasterCallback host) {
     effect.object = plugin;
     effect.uniqueID = fourCharCode(FX_UNIQUE_ID);
     effect.version = 1;
-    effect.processReplacing = kNoReplacing ? nullptr : processReplacing;
+    effect.processReplacing = kNoReplacing || FX_NULL_PROCESS ? nullptr : processReplacing;
     effect.processDoubleReplacing = kNoDouble ? nullptr : processDoubleReplacing;
     return &effect;
 }
