@@ -4,7 +4,10 @@
 
 #include "host/vst_globals.h"
 #include "stream/stream_command.h"
+#include "support/error/error.h"
+#include "support/file/file_win32.h"
 #include "support/text/path.h"
+#include "support/text/text.h"
 #include "support/thread/message_pump.h"
 #include "support/text/utf.h"
 #include "support/win32.h"
@@ -57,10 +60,49 @@ std::unique_ptr<VSTEffect> openVst2(const OptionMap& arguments, const std::strin
     return effect;
 }
 
+bool isHttpUrl(const std::string& value) {
+    std::string head = Qz::toLowerAscii(value.substr(0, 8));
+    return head.compare(0, 7, "http://") == 0 || head.compare(0, 8, "https://") == 0;
+}
+
+// Where the stream comes from and goes to. Failures here are thrown, so
+// that a bad transport is reported before anything about the plug-in.
+void openTransports(VSTGlobals& globals) {
+    const OptionMap& arguments = globals.arguments;
+    if (const std::string* name = findOption(arguments, "--pipe")) {
+        std::shared_ptr<Qz::filePipe> pipe = std::make_shared<Qz::filePipe>();
+        pipe->connect(Qz::utf8ToWide(*name), GENERIC_READ | GENERIC_WRITE);
+        globals.input = std::shared_ptr<Qz::fileReader>(pipe, pipe.get());
+        globals.output = std::shared_ptr<Qz::fileWriter>(pipe, pipe.get());
+        globals.pipe = pipe;
+    }
+    if (const std::string* name = findOption(arguments, "--inpipe")) {
+        std::shared_ptr<Qz::filePipe> pipe = std::make_shared<Qz::filePipe>();
+        pipe->connect(Qz::utf8ToWide(*name), GENERIC_READ);
+        globals.input = std::shared_ptr<Qz::fileReader>(pipe, pipe.get());
+        globals.pipe = pipe;
+    }
+    if (const std::string* path = findOption(arguments, "--input")) {
+        // Reading from a URL needs the HTTP client, which this build lacks.
+        if (isHttpUrl(*path))
+            throw Qz::not_implemented();
+        std::shared_ptr<Qz::fileWin32> file = std::make_shared<Qz::fileWin32>();
+        file->openRead(*path);
+        globals.input = std::shared_ptr<Qz::fileReader>(file, static_cast<Qz::fileSeekable*>(file.get()));
+    }
+    if (const std::string* path = findOption(arguments, "--output")) {
+        // Created or truncated now, whatever happens to the plug-in later.
+        std::shared_ptr<Qz::fileWin32> file = std::make_shared<Qz::fileWin32>();
+        file->openWrite(*path);
+        globals.output = std::shared_ptr<Qz::fileWriter>(file, file.get());
+    }
+}
+
 } // namespace
 
 bool mainWithGlobals(VSTGlobals& globals) {
     const OptionMap& arguments = globals.arguments;
+    openTransports(globals);
 
     const std::string* vst = findOption(arguments, "--vst");
     if (!vst) {
@@ -91,6 +133,11 @@ bool mainWithGlobals(VSTGlobals& globals) {
 
     if (globals.command == "has-editor")
         return globals.effect->canConfigure();
+
+    if (const std::string* data = findOption(arguments, "--data")) {
+        globals.dataPath = *data;
+        globals.loadSettings();
+    }
 
     if (globals.command == "process")
         return process(globals);

@@ -2,11 +2,14 @@
 // reference to mainWithGlobals and every command, destroyed before exit.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/options.h"
 #include "support/file/file.h"
+#include "support/file/file_pipe.h"
 #include "vst2/vst_effect.h"
 
 struct VSTGlobals {
@@ -14,10 +17,21 @@ struct VSTGlobals {
     std::string command;              // the command word
     OptionMap arguments;              // a copy of the option map; read-only once the run starts
     std::unique_ptr<VSTEffect> effect; // the open plug-in
+    std::vector<uint8_t> data;         // the settings blob as last read from or written to dataPath
     // Declared after the effect so that they go first: the transports are
     // let go before the plug-in closes.
+    std::shared_ptr<Qz::filePipe> pipe;     // keeps a --pipe or --inpipe connection alive
     std::shared_ptr<Qz::fileWriter> output; // stream replies and processed audio
     std::shared_ptr<Qz::fileReader> input;  // stream data and messages
+
+    // Reads the --data file and gives its blob to the plug-in. A missing,
+    // unreadable, empty or too large (64 MiB or more) file is quietly no
+    // settings. Main thread.
+    void loadSettings();
+    // Takes the plug-in's blob and rewrites the --data file if the blob
+    // changed. A file that cannot be opened in 10 attempts is left alone,
+    // quietly; a write that fails part-way throws. Main thread.
+    void saveSettings();
 };
 
 // The process-wide option map and command word, filled by the entry.

@@ -401,6 +401,27 @@ void VSTEffect::applySettings(const uint8_t* blob, uint64_t size) {
     }
 }
 
+std::vector<uint8_t> VSTEffect::currentSettings() {
+    std::vector<uint8_t> blob;
+    if (!aeffect)
+        return blob;
+    if (aeffect->flags & effFlagsProgramChunks) {
+        // The plug-in keeps ownership of the chunk's memory.
+        void* chunk = nullptr;
+        VstIntPtr size = dispatch(effGetChunk, 0, 0, &chunk);
+        if (size > 0 && chunk)
+            blob.assign(static_cast<const uint8_t*>(chunk), static_cast<const uint8_t*>(chunk) + size);
+        return blob;
+    }
+    int32_t count = nonNegative(aeffect->numParams);
+    blob.resize(size_t(count) * 4);
+    for (int32_t i = 0; i < count; ++i) {
+        float value = aeffect->getParameter ? aeffect->getParameter(aeffect, i) : 0.0f;
+        std::memcpy(&blob[size_t(i) * 4], &value, 4);
+    }
+    return blob;
+}
+
 VstTimeInfo* VSTEffect::fillTimeInfo(VstIntPtr mask) {
     VstInt32 flags = 0;
     // The host has no transport position: samplePos stays 0 and the rate is

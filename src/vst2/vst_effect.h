@@ -62,6 +62,9 @@ public:
     // Gives a settings blob to the plug-in: its chunk, or its parameters as
     // little-endian floats. Whether it accepted them is not known.
     void applySettings(const uint8_t* blob, uint64_t size);
+    // The plug-in's settings blob as it stands: its chunk when it keeps one,
+    // else its parameters as little-endian floats; empty without a plug-in.
+    std::vector<uint8_t> currentSettings();
 
     // Main thread, from the idle timer.
     void idleTick();

@@ -224,3 +224,47 @@ std::vector<std::string> CallLog::linesStartingWith(const std::string& prefix) c
             result.push_back(line);
     return result;
 }
+
+namespace {
+int pipesMade = 0;
+} // namespace
+
+PipeServer::PipeServer(uint32_t access) {
+    pipeName = L"\\\\.\\pipe\\fxhost-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++pipesMade);
+    handle = CreateNamedPipeW(pipeName.c_str(), access, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 65536, 65536, 0, NULL);
+    if (handle == INVALID_HANDLE_VALUE)
+        throw std::runtime_error("could not create the pipe");
+}
+
+PipeServer::~PipeServer() { close(); }
+
+bool PipeServer::waitForClient() {
+    return ConnectNamedPipe(static_cast<HANDLE>(handle), NULL) || GetLastError() == ERROR_PIPE_CONNECTED;
+}
+
+bool PipeServer::write(const std::string& bytes) {
+    size_t done = 0;
+    DWORD written = 0;
+    while (done < bytes.size() &&
+           WriteFile(static_cast<HANDLE>(handle), bytes.data() + done, DWORD(bytes.size() - done), &written, NULL))
+        done += written;
+    return done == bytes.size();
+}
+
+std::string PipeServer::read(size_t size) {
+    std::string bytes(size, '\0');
+    size_t done = 0;
+    DWORD got = 0;
+    while (done < size && ReadFile(static_cast<HANDLE>(handle), &bytes[done], DWORD(size - done), &got, NULL) && got)
+        done += got;
+    bytes.resize(done);
+    return bytes;
+}
+
+void PipeServer::close() {
+    if (handle != INVALID_HANDLE_VALUE) {
+        FlushFileBuffers(static_cast<HANDLE>(handle));
+        CloseHandle(static_cast<HANDLE>(handle));
+    }
+    handle = INVALID_HANDLE_VALUE;
+}

@@ -70,3 +70,25 @@ private:
     ScopedTempFolder folder;
     std::wstring file;
 };
+
+// The server end of a named pipe, made by the parent before it starts the
+// host with --pipe or --inpipe, as a real parent does.
+class PipeServer {
+public:
+    // `access`: PIPE_ACCESS_DUPLEX, or PIPE_ACCESS_OUTBOUND for --inpipe.
+    explicit PipeServer(uint32_t access);
+    ~PipeServer();
+    PipeServer(const PipeServer&) = delete;
+    PipeServer& operator=(const PipeServer&) = delete;
+
+    const std::wstring& name() const { return pipeName; }
+    bool waitForClient();
+    bool write(const std::string& bytes);
+    // Until `size` bytes or the host's end of the pipe closes.
+    std::string read(size_t size);
+    void close();
+
+private:
+    std::wstring pipeName;
+    void* handle;
+};
