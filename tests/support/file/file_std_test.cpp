@@ -164,4 +164,31 @@ TEST(AbortBinding, FailureWhileSignalledIsReportedAsAbort) {
     EXPECT_EQ(caught, "user abort");
 }
 
+TEST(AbortBinding, ABlockedStandardInputReadIsNotWoken) {
+    // Standard input is read synchronously: the abort event is looked at
+    // between system calls, never during one.
+    Pipe pipe;
+    Event event;
+    Qz::fileStdIn in(pipe.read);
+    std::string outcome;
+    HANDLE done = CreateEventW(NULL, TRUE, FALSE, NULL);
+    std::thread worker([&] {
+        try {
+            Qz::abortScope scope(event);
+            char buffer[4];
+            outcome = std::to_string(in.read(buffer, 4));
+        } catch (const std::exception& e) {
+            outcome = e.what();
+        }
+        SetEvent(done);
+    });
+    Sleep(50);
+    event.signal();
+    EXPECT_EQ(WaitForSingleObject(done, 300), DWORD(WAIT_TIMEOUT)) << "still waiting for data";
+    pipe.put("data");
+    worker.join();
+    EXPECT_EQ(outcome, "4");
+    CloseHandle(done);
+}
+
 } // namespace
