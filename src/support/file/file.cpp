@@ -7,8 +7,23 @@
 namespace Qz {
 
 namespace {
-// Skipping needs no heap: pieces go through a small buffer on the stack.
-const uint64_t skipPiece = 256;
+
+// Skipping needs no heap: pieces go through a small buffer on the stack,
+// until `size` is reached or a piece comes back short.
+template <class Read> uint64_t skipPieces(uint64_t size, Read read) {
+    const uint64_t piece = 256;
+    char scratch[piece];
+    uint64_t done = 0;
+    while (done < size) {
+        uint64_t want = std::min(piece, size - done);
+        uint64_t got = read(scratch, want);
+        done += got;
+        if (got < want)
+            break;
+    }
+    return done;
+}
+
 } // namespace
 
 uint64_t fileReader::readExact(void* buffer, uint64_t size) {
@@ -18,16 +33,7 @@ uint64_t fileReader::readExact(void* buffer, uint64_t size) {
 }
 
 uint64_t fileReader::skip(uint64_t size) {
-    char scratch[skipPiece];
-    uint64_t done = 0;
-    while (done < size) {
-        uint64_t want = std::min(skipPiece, size - done);
-        uint64_t got = read(scratch, want);
-        done += got;
-        if (got < want)
-            break;
-    }
-    return done;
+    return skipPieces(size, [this](void* scratch, uint64_t want) { return read(scratch, want); });
 }
 
 uint64_t fileReader::skipExact(uint64_t size) {
@@ -44,16 +50,7 @@ uint64_t fileReader::readSome(void* buffer, uint64_t size) {
 uint64_t fileReader::readDirect(void* buffer, uint64_t size) { return read(buffer, size); }
 
 uint64_t fileReader::skipDirect(uint64_t size) {
-    char scratch[skipPiece];
-    uint64_t done = 0;
-    while (done < size) {
-        uint64_t want = std::min(skipPiece, size - done);
-        uint64_t got = readDirect(scratch, want);
-        done += got;
-        if (got < want)
-            break;
-    }
-    return done;
+    return skipPieces(size, [this](void* scratch, uint64_t want) { return readDirect(scratch, want); });
 }
 
 void fileReader::waitReadable() {}

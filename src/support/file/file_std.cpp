@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/error/error.h"
+#include "support/file/sync_io.h"
 #include "support/thread/abort.h"
 #include "support/win32.h"
 
@@ -29,21 +30,7 @@ template <class Body> auto abortWins(Body body) -> decltype(body()) {
 fileStdIn::fileStdIn(void* handle) : handle(handle) {}
 
 uint64_t fileStdIn::read(void* buffer, uint64_t size) {
-    return abortWins([&]() -> uint64_t {
-        char* into = static_cast<char*>(buffer);
-        uint64_t done = 0;
-        while (done < size) {
-            abortCheck();
-            DWORD got = 0;
-            SetLastError(0);
-            if (!ReadFile(static_cast<HANDLE>(handle), into + done, systemChunk(size - done), &got, NULL))
-                throwLastError();
-            if (got == 0)
-                break;
-            done += got;
-        }
-        return done;
-    });
+    return abortWins([&]() { return readSynchronous(handle, buffer, size); });
 }
 
 uint64_t fileStdIn::readSome(void* buffer, uint64_t size) {
@@ -60,20 +47,7 @@ uint64_t fileStdIn::readSome(void* buffer, uint64_t size) {
 fileStdOut::fileStdOut(void* handle) : handle(handle) {}
 
 void fileStdOut::write(const void* buffer, uint64_t size) {
-    abortWins([&]() {
-        const char* from = static_cast<const char*>(buffer);
-        uint64_t done = 0;
-        while (done < size) {
-            abortCheck();
-            DWORD put = 0;
-            SetLastError(0);
-            if (!WriteFile(static_cast<HANDLE>(handle), from + done, systemChunk(size - done), &put, NULL))
-                throwLastError();
-            if (put == 0)
-                throw file_access_error();
-            done += put;
-        }
-    });
+    abortWins([&]() { writeSynchronous(handle, buffer, size); });
 }
 
 } // namespace Qz

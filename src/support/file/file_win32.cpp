@@ -1,17 +1,12 @@
 #include "support/file/file_win32.h"
 
-#include <algorithm>
-
 #include "support/error/error.h"
+#include "support/file/sync_io.h"
 #include "support/text/utf.h"
 #include "support/thread/abort.h"
 #include "support/win32.h"
 
 namespace Qz {
-
-namespace {
-DWORD systemChunk(uint64_t remaining) { return DWORD(std::min(remaining, maxSystemTransfer)); }
-} // namespace
 
 void fileWin32::open(const std::string& path, bool forWriting) {
     close();
@@ -30,36 +25,9 @@ void fileWin32::openWrite(const std::string& path) { open(path, true); }
 
 void fileWin32::close() { handle.reset(); }
 
-uint64_t fileWin32::read(void* buffer, uint64_t size) {
-    char* into = static_cast<char*>(buffer);
-    uint64_t done = 0;
-    while (done < size) {
-        abortCheck();
-        DWORD got = 0;
-        SetLastError(0);
-        if (!ReadFile(handle.get(), into + done, systemChunk(size - done), &got, NULL))
-            throwLastError();
-        if (got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
+uint64_t fileWin32::read(void* buffer, uint64_t size) { return readSynchronous(handle.get(), buffer, size); }
 
-void fileWin32::write(const void* buffer, uint64_t size) {
-    const char* from = static_cast<const char*>(buffer);
-    uint64_t done = 0;
-    while (done < size) {
-        abortCheck();
-        DWORD put = 0;
-        SetLastError(0);
-        if (!WriteFile(handle.get(), from + done, systemChunk(size - done), &put, NULL))
-            throwLastError();
-        if (put == 0)
-            throw file_access_error();
-        done += put;
-    }
-}
+void fileWin32::write(const void* buffer, uint64_t size) { writeSynchronous(handle.get(), buffer, size); }
 
 void fileWin32::seek(uint64_t position) {
     abortCheck();

@@ -1,5 +1,7 @@
 #include "support/text/percent.h"
 
+#include "support/text/text.h"
+
 #include <cstring>
 
 namespace Qz {
@@ -10,16 +12,6 @@ void appendEscape(std::string& out, unsigned char byte, const char* digits) {
     out += '%';
     out += digits[byte >> 4];
     out += digits[byte & 0xF];
-}
-
-int hexDigitValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 bool isAsciiAlphanumeric(char c) {

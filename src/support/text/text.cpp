@@ -12,6 +12,8 @@ int foldedByte(char c) {
     return static_cast<unsigned char>(toLowerAscii(c));
 }
 
+} // namespace
+
 int hexDigitValue(char c) {
     if (c >= '0' && c <= '9')
         return c - '0';
@@ -21,8 +23,6 @@ int hexDigitValue(char c) {
         return c - 'A' + 10;
     return -1;
 }
-
-} // namespace
 
 int compareNoCase(const char* a, const char* b) {
     for (;; ++a, ++b) {

@@ -22,6 +22,9 @@ int compareNoCase(const char* a, const char* b);
 int compareNoCase(const char* a, size_t aSize, const char* b, size_t bSize);
 
 // Only A to Z change.
+// The value of one hexadecimal digit of either case; -1 for any other byte.
+int hexDigitValue(char c);
+
 char toLowerAscii(char c);
 std::string toLowerAscii(std::string text);
 
