@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "parent.h"
@@ -201,6 +202,32 @@ TEST(SettingsFile, LoadedBeforeTheCommandOnlyWhenUsable) {
         EXPECT_EQ(run.error, "Invalid arguments, no command found." + newline);
         EXPECT_TRUE(log.linesStartingWith("setParameter").empty());
     }
+}
+
+TEST(IdleTimer, RunsBetweenBlocksOfASlowStream) {
+    // The idle timer fires only while the host pumps messages, which a
+    // stream does between blocks; a parent that feeds slowly gives it time.
+    PipeServer pipe(PIPE_ACCESS_OUTBOUND);
+    std::thread parent([&] {
+        pipe.waitForClient();
+        for (int i = 0; i < 4; ++i) {
+            pipe.write(floatFrames(512, 2));
+            Sleep(150);
+        }
+        pipe.close();
+    });
+    CallLog log;
+    HostRun run = runHost(with({L"process", L"--vst", testPlugin(L"fx_needidle.dll"), L"--inpipe", pipe.name(),
+                                L"--rate", L"44100", L"--channels", L"2"},
+                               floatStereo));
+    parent.join();
+    EXPECT_EQ(run.exitCode, 0u);
+    // effIdle answers 0 ("done"), so the plug-in is called once.
+    EXPECT_EQ(log.linesStartingWith("dispatch effIdle").size(), 1u);
+    Lines calls = log.lines();
+    auto idle = std::find(calls.begin(), calls.end(), "dispatch effIdle 0 0 0");
+    auto firstBlock = std::find(calls.begin(), calls.end(), "processReplacing 512");
+    EXPECT_TRUE(firstBlock < idle) << "between blocks, not before the stream began";
 }
 
 } // namespace
