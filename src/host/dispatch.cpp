@@ -27,18 +27,8 @@ PluginKinds kindsToTry(const OptionMap& arguments) {
     return {wanted == 3, wanted == 2};
 }
 
-std::unique_ptr<VSTEffect> newEffect(const OptionMap& arguments) {
-    std::unique_ptr<VSTEffect> effect(new VSTEffect());
-    const std::string* level = findOption(arguments, "--process");
-    effect->processLevel = (level && *level == "realtime") ? kVstProcessLevelRealtime : kVstProcessLevelOffline;
-    return effect;
-}
-
-// VST 3 modules are not hosted yet: the attempt finds nothing and is silent.
-std::unique_ptr<VSTEffect> openVst3(const OptionMap&, const std::string&) { return nullptr; }
-
 std::unique_ptr<VSTEffect> openVst2(const OptionMap& arguments, const std::string& path) {
-    std::unique_ptr<VSTEffect> effect = newEffect(arguments);
+    std::unique_ptr<VSTEffect> effect = VSTEffect::create(arguments);
     int32_t rate = decimalOption(arguments, "--rate", 0);
     if (rate > 0)
         effect->sampleRate = uint32_t(rate);
@@ -114,10 +104,9 @@ bool mainWithGlobals(VSTGlobals& globals) {
     // here (a bare name gives "") is harmless.
     SetCurrentDirectoryW(Qz::utf8ToWide(Qz::parentPath(*vst)).c_str());
 
-    PluginKinds kinds = kindsToTry(arguments);
-    if (kinds.vst3)
-        globals.effect = openVst3(arguments, *vst);
-    if (!globals.effect && kinds.vst2)
+    // VST 3 modules are not hosted yet, so only the VST 2 attempt exists;
+    // --vst-version 3 tries nothing.
+    if (kindsToTry(arguments).vst2)
         globals.effect = openVst2(arguments, *vst);
     if (!globals.effect) {
         std::fprintf(stderr, "Could not open VST.");

@@ -42,9 +42,7 @@ void StreamProcessor::reopen() {
     VstPluginMainProc entry = globals.effect ? globals.effect->entryPoint : nullptr;
     globals.effect.reset();
 
-    std::unique_ptr<VSTEffect> fresh(new VSTEffect());
-    const std::string* level = findOption(globals.arguments, "--process");
-    fresh->processLevel = (level && *level == "realtime") ? kVstProcessLevelRealtime : kVstProcessLevelOffline;
+    std::unique_ptr<VSTEffect> fresh = VSTEffect::create(globals.arguments);
     if (!entry || !fresh->openEntry(entry))
         throw std::runtime_error("Could not reopen VST");
     globals.effect = std::move(fresh);

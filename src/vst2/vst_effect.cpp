@@ -69,6 +69,13 @@ bool isHostCapability(const void* ptr) {
 
 VSTEffect::VSTEffect() { std::memset(&timeInfo, 0, sizeof timeInfo); }
 
+std::unique_ptr<VSTEffect> VSTEffect::create(const OptionMap& arguments) {
+    std::unique_ptr<VSTEffect> effect(new VSTEffect());
+    const std::string* level = findOption(arguments, "--process");
+    effect->processLevel = (level && *level == "realtime") ? kVstProcessLevelRealtime : kVstProcessLevelOffline;
+    return effect;
+}
+
 VSTEffect::~VSTEffect() {
     {
         InstancesLock hold;

@@ -9,15 +9,19 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "host/options.h"
 #include "stream/stream_format.h"
 #include "vst2/vst2_interface.h"
 
 class VSTEffect {
 public:
     VSTEffect();
+    // A new, unopened effect with the process level --process asks for.
+    static std::unique_ptr<VSTEffect> create(const OptionMap& arguments);
     ~VSTEffect(); // suspend, close an open editor, effClose
     VSTEffect(const VSTEffect&) = delete;
     VSTEffect& operator=(const VSTEffect&) = delete;
