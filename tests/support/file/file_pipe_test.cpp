@@ -11,6 +11,7 @@
 #include "support/error/error.h"
 #include "support/thread/abort.h"
 #include "support/win32.h"
+#include "../test_event.h"
 
 namespace {
 
@@ -46,14 +47,6 @@ public:
     }
     std::wstring name;
     HANDLE handle;
-};
-
-class Event : public Qz::waitable {
-public:
-    Event() { handle = CreateEventW(NULL, TRUE, FALSE, NULL); }
-    ~Event() { CloseHandle(static_cast<HANDLE>(handle)); }
-    bool confirm() override { return true; }
-    void signal() { SetEvent(static_cast<HANDLE>(handle)); }
 };
 
 TEST(FilePipe, ConnectMakesOneAttempt) {
@@ -131,7 +124,7 @@ TEST(FilePipe, NothingToMoveNeedsNoCheck) {
     Server server;
     Qz::filePipe pipe;
     pipe.connect(server.name, GENERIC_READ | GENERIC_WRITE);
-    Event event;
+    TestEvent event;
     Qz::abortScope scope(event);
     event.signal();
     char buffer[1];
@@ -158,7 +151,7 @@ TEST(FilePipe, AbortEndsABlockedRead) {
     Server server;
     Qz::filePipe pipe;
     pipe.connect(server.name, GENERIC_READ);
-    Event event;
+    TestEvent event;
     std::string outcome;
     std::thread reader([&] {
         try {

@@ -11,6 +11,7 @@
 #include "support/error/error.h"
 #include "support/thread/abort.h"
 #include "support/win32.h"
+#include "../test_event.h"
 
 namespace {
 
@@ -38,15 +39,6 @@ struct Pipe {
         DWORD written = 0;
         WriteFile(write, bytes.data(), DWORD(bytes.size()), &written, NULL);
     }
-};
-
-// A manual-reset event that can stand as a thread's abort binding.
-class Event : public Qz::waitable {
-public:
-    Event() { handle = CreateEventW(NULL, TRUE, FALSE, NULL); }
-    ~Event() { CloseHandle(static_cast<HANDLE>(handle)); }
-    bool confirm() override { return true; }
-    void signal() { SetEvent(static_cast<HANDLE>(handle)); }
 };
 
 // A temporary file holding `bytes`, positioned at its start; standard
@@ -124,7 +116,7 @@ TEST(StandardOutput, WritesAllAndFailsOnAClosedReader) {
 
 TEST(AbortBinding, TurnsFailuresAndWaitsIntoUserAbort) {
     Pipe pipe;
-    Event event;
+    TestEvent event;
     Qz::fileStdIn in(pipe.read);
     Qz::fileStdOut out(pipe.write);
     char buffer[4];
@@ -143,7 +135,7 @@ TEST(AbortBinding, TurnsFailuresAndWaitsIntoUserAbort) {
 
 TEST(AbortBinding, FailureWhileSignalledIsReportedAsAbort) {
     Pipe pipe;
-    Event event;
+    TestEvent event;
     Qz::fileStdIn in(pipe.read);
     std::string caught;
     std::thread worker([&] {
@@ -168,7 +160,7 @@ TEST(AbortBinding, ABlockedStandardInputReadIsNotWoken) {
     // Standard input is read synchronously: the abort event is looked at
     // between system calls, never during one.
     Pipe pipe;
-    Event event;
+    TestEvent event;
     Qz::fileStdIn in(pipe.read);
     std::string outcome;
     HANDLE done = CreateEventW(NULL, TRUE, FALSE, NULL);

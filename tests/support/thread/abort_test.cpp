@@ -6,19 +6,12 @@
 
 #include "support/error/error.h"
 #include "support/win32.h"
+#include "../test_event.h"
 
 namespace {
 
-class Event : public Qz::waitable {
-public:
-    Event() { handle = CreateEventW(NULL, TRUE, FALSE, NULL); }
-    ~Event() { CloseHandle(static_cast<HANDLE>(handle)); }
-    bool confirm() override { return true; }
-    void signal() { SetEvent(static_cast<HANDLE>(handle)); }
-};
-
 TEST(AbortScope, BindsForItsLifeAndNests) {
-    Event outer, inner;
+    TestEvent outer, inner;
     EXPECT_EQ(Qz::currentAbortBinding(), nullptr);
     {
         Qz::abortScope a(outer);
@@ -39,7 +32,7 @@ TEST(AbortScope, BindsForItsLifeAndNests) {
 }
 
 TEST(AbortScope, SignalledEventThrowsAndBindsNothing) {
-    Event event;
+    TestEvent event;
     event.signal();
     EXPECT_THROW(Qz::abortScope scope(event), Qz::user_abort);
     EXPECT_EQ(Qz::currentAbortBinding(), nullptr);
@@ -48,7 +41,7 @@ TEST(AbortScope, SignalledEventThrowsAndBindsNothing) {
 }
 
 TEST(AbortScope, BindingBelongsToOneThread) {
-    Event event;
+    TestEvent event;
     Qz::abortScope scope(event);
     event.signal();
     bool otherAborted = false;
