@@ -77,7 +77,9 @@ static_assert(sizeof(CRITICAL_SECTION) <= 40, "mainThreadQueue::lock is too smal
 static_assert(alignof(CRITICAL_SECTION) <= alignof(void*), "mainThreadQueue::lock is misaligned");
 
 namespace {
-CRITICAL_SECTION* criticalSection(unsigned char* storage) { return reinterpret_cast<CRITICAL_SECTION*>(storage); }
+CRITICAL_SECTION* criticalSection(unsigned char* storage) {
+    return reinterpret_cast<CRITICAL_SECTION*>(storage);
+}
 } // namespace
 
 mainThreadQueue::mainThreadQueue() {

@@ -10,9 +10,13 @@
 
 namespace Qz {
 
-abortEvent::abortEvent(void* eventHandle, bool borrowed) : borrowed(borrowed) { handle = eventHandle; }
+abortEvent::abortEvent(void* eventHandle, bool borrowed) : borrowed(borrowed) {
+    handle = eventHandle;
+}
 
-abortEvent::~abortEvent() { closeOwned(); }
+abortEvent::~abortEvent() {
+    closeOwned();
+}
 
 void abortEvent::closeOwned() noexcept {
     if (!borrowed) {

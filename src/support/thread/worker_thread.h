@@ -59,17 +59,21 @@ public:
     // the event is signalled before the body gets there, the body never
     // runs. An exception that leaves the body ends the thread silently: a
     // body whose failure matters catches it itself.
-    // Throws Qz::bug_check if no thread can be created.
+    // Throws Qz::bug_check if no thread can be created, the mapped Win32
+    // failure if no event can be.
     void start(std::function<void()> body, int priority);
 
     // Signals the abort event, if any, and waits without limit for the
     // thread. A worker below the caller's priority is raised to it for the
     // wait, so that a busy low-priority worker cannot hold the caller up.
+    // Being an abort, it also keeps a body that has not yet started from
+    // ever running; a body meant to run to its end is waited for by the
+    // destructor without abortOnDestroy instead.
     void join();
 
-    std::string name;          // thread description; empty: none
-    scopedHandle thread;       // valid while running
-    bool running = false;      // started and not yet joined
+    std::string name;     // thread description; empty: none
+    scopedHandle thread;  // valid while running
+    bool running = false; // started and not yet joined
     std::optional<abortEvent> abort;
     uint32_t flags;
 

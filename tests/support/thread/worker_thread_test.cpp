@@ -19,10 +19,16 @@ milliseconds since(clock_type::time_point start) {
     return std::chrono::duration_cast<milliseconds>(clock_type::now() - start);
 }
 
-bool isSignalled(void* handle) { return WaitForSingleObject(static_cast<HANDLE>(handle), 0) == WAIT_OBJECT_0; }
+bool isSignalled(void* handle) {
+    return WaitForSingleObject(static_cast<HANDLE>(handle), 0) == WAIT_OBJECT_0;
+}
 bool isOpen(void* handle) {
     DWORD flags = 0;
     return GetHandleInformation(static_cast<HANDLE>(handle), &flags) != 0;
+}
+
+DWORD WINAPI endAtOnce(LPVOID) {
+    return 0;
 }
 
 // join aborts as well as waits: a body that is to run to its end has to be
@@ -34,8 +40,11 @@ bool waitFor(const std::atomic<bool>& flag) {
 }
 
 // Blocks the way a worker blocks on a transport: no time-out, so only the
-// abort event can end it. Says whether it ended by the abort.
-bool blockUntilAborted() {
+// abort event can end it. Says whether it ended by the abort. Once
+// `entered` is set an abort can no longer be missed: a signalled event ends
+// the wait at once. Before that, join may abort the body before it runs.
+bool blockUntilAborted(std::atomic<bool>& entered) {
+    entered = true;
     try {
         Qz::waitAny(nullptr, 0, -1);
     } catch (const Qz::user_abort&) {
@@ -112,15 +121,9 @@ TEST(WorkerThread, JoinEndsABodyBlockedWithoutTimeOut) {
     Qz::workerThread worker;
     std::atomic<bool> aborted{false};
     std::atomic<bool> blocking{false};
-    worker.start(
-        [&] {
-            blocking = true;
-            aborted = blockUntilAborted();
-        },
-        THREAD_PRIORITY_NORMAL);
-    for (int i = 0; i < 500 && !blocking; ++i)
-        Sleep(10);
-    Sleep(20); // most likely inside the wait by now; before it works too
+    worker.start([&] { aborted = blockUntilAborted(blocking); }, THREAD_PRIORITY_NORMAL);
+    ASSERT_TRUE(waitFor(blocking));
+    Sleep(20); // most likely inside the wait by now; just before it works too
     const auto start = clock_type::now();
     worker.join();
     EXPECT_LT(since(start), milliseconds(2000));
@@ -135,13 +138,14 @@ TEST(WorkerThread, StartAbortsAndJoinsTheEarlierThreadAndResetsTheEvent) {
     std::atomic<bool> firstEndedBeforeSecond{false};
     std::atomic<bool> secondSawSignal{true};
     std::atomic<bool> secondRan{false};
+    std::atomic<bool> firstBlocking{false};
     worker.start(
         [&] {
-            firstAborted = blockUntilAborted();
+            firstAborted = blockUntilAborted(firstBlocking);
             firstEnded = true;
         },
         THREAD_PRIORITY_NORMAL);
-    Sleep(20);
+    ASSERT_TRUE(waitFor(firstBlocking));
     const auto start = clock_type::now();
     worker.start(
         [&] {
@@ -162,7 +166,7 @@ TEST(WorkerThread, BodyNeverStartsOnASignalledEvent) {
     // start resets an event, but a borrowed handle of an ended thread cannot
     // be reset: it is signalled for good, which is what a signal that comes
     // between start and the body looks like.
-    HANDLE ended = CreateThread(NULL, 0, [](LPVOID) -> DWORD { return 0; }, NULL, 0, NULL);
+    HANDLE ended = CreateThread(NULL, 0, endAtOnce, NULL, 0, NULL);
     ASSERT_NE(ended, nullptr);
     WaitForSingleObject(ended, INFINITE);
 
@@ -215,31 +219,33 @@ TEST(WorkerThread, StartsAtTheGivenPriorityAndJoinRaisesALowerOne) {
     Qz::workerThread low;
     std::atomic<int> atStart{0};
     std::atomic<int> atEnd{0};
+    std::atomic<bool> blocking{false};
     low.start(
         [&] {
             atStart = GetThreadPriority(GetCurrentThread());
-            blockUntilAborted();
+            blockUntilAborted(blocking);
             for (int i = 0; i < 500 && GetThreadPriority(GetCurrentThread()) != THREAD_PRIORITY_NORMAL; ++i)
                 Sleep(10);
             atEnd = GetThreadPriority(GetCurrentThread());
         },
         THREAD_PRIORITY_LOWEST);
-    Sleep(20);
+    ASSERT_TRUE(waitFor(blocking));
     low.join();
     EXPECT_EQ(atStart, THREAD_PRIORITY_LOWEST);
     EXPECT_EQ(atEnd, THREAD_PRIORITY_NORMAL);
 
     // Above the caller: never lowered.
     Qz::workerThread high;
+    blocking = false;
     high.start(
         [&] {
             atStart = GetThreadPriority(GetCurrentThread());
-            blockUntilAborted();
+            blockUntilAborted(blocking);
             Sleep(200);
             atEnd = GetThreadPriority(GetCurrentThread());
         },
         THREAD_PRIORITY_ABOVE_NORMAL);
-    Sleep(20);
+    ASSERT_TRUE(waitFor(blocking));
     high.join();
     EXPECT_EQ(atStart, THREAD_PRIORITY_ABOVE_NORMAL);
     EXPECT_EQ(atEnd, THREAD_PRIORITY_ABOVE_NORMAL);
@@ -247,10 +253,12 @@ TEST(WorkerThread, StartsAtTheGivenPriorityAndJoinRaisesALowerOne) {
 
 TEST(WorkerThread, DestructorSignalsOnlyWhenAskedButAlwaysWaits) {
     std::atomic<bool> aborted{false};
+    std::atomic<bool> blocking{false};
     {
-        Qz::workerThread worker("abort on destroy", Qz::workerThread::withAbortEvent | Qz::workerThread::abortOnDestroy);
-        worker.start([&] { aborted = blockUntilAborted(); }, THREAD_PRIORITY_NORMAL);
-        Sleep(20);
+        Qz::workerThread worker("abort on destroy",
+                                Qz::workerThread::withAbortEvent | Qz::workerThread::abortOnDestroy);
+        worker.start([&] { aborted = blockUntilAborted(blocking); }, THREAD_PRIORITY_NORMAL);
+        ASSERT_TRUE(waitFor(blocking));
     }
     EXPECT_TRUE(aborted);
 
