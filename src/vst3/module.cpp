@@ -99,7 +99,7 @@ ClassInfo::ClassInfo(const Steinberg::PClassInfo& info) noexcept {
     data.name = fieldText(info.name);
 }
 
-ClassInfo::ClassInfo(const Steinberg::PClassInfo2& info) noexcept {
+template <class Info> void ClassInfo::readExtended(const Info& info) noexcept {
     data.classID = info.cid;
     data.cardinality = info.cardinality;
     data.category = fieldText(info.category);
@@ -111,17 +111,9 @@ ClassInfo::ClassInfo(const Steinberg::PClassInfo2& info) noexcept {
     data.classFlags = info.classFlags;
 }
 
-ClassInfo::ClassInfo(const Steinberg::PClassInfoW& info) noexcept {
-    data.classID = info.cid;
-    data.cardinality = info.cardinality;
-    data.category = fieldText(info.category);
-    data.name = fieldText(info.name);
-    data.vendor = fieldText(info.vendor);
-    data.version = fieldText(info.version);
-    data.sdkVersion = fieldText(info.sdkVersion);
-    parseSubCategories(fieldText(info.subCategories));
-    data.classFlags = info.classFlags;
-}
+ClassInfo::ClassInfo(const Steinberg::PClassInfo2& info) noexcept { readExtended(info); }
+
+ClassInfo::ClassInfo(const Steinberg::PClassInfoW& info) noexcept { readExtended(info); }
 
 void ClassInfo::parseSubCategories(const std::string& text) noexcept {
     // As the SDK splits: every "|" ends an item, a trailing one adds none.

@@ -83,6 +83,8 @@ public:
 
 private:
     void parseSubCategories(const std::string& text) noexcept;
+    // PClassInfo2 and PClassInfoW differ only in their character type.
+    template <class Info> void readExtended(const Info& info) noexcept;
 
     Data data;
 };
