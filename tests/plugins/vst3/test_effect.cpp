@@ -293,11 +293,18 @@ public:
         return kInvalidArgument;
     }
 
-    tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override {
+    tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override { return fillExtended(index, info); }
+
+    tresult PLUGIN_API getClassInfoUnicode(int32 index, PClassInfoW* info) override {
+        return fillExtended(index, info);
+    }
+
+    // The two extended records differ only in their character type.
+    template <class Info> tresult fillExtended(int32 index, Info* info) {
         const ClassEntry* entry = readableClass(index);
         if (!entry)
             return kInvalidArgument;
-        *info = PClassInfo2();
+        *info = Info();
         std::memcpy(info->cid, entry->cid, sizeof(TUID));
         info->cardinality = PClassInfo::kManyInstances;
         putText(info->category, entry->category);
@@ -310,22 +317,6 @@ public:
         return kResultOk;
     }
 
-    tresult PLUGIN_API getClassInfoUnicode(int32 index, PClassInfoW* info) override {
-        const ClassEntry* entry = readableClass(index);
-        if (!entry)
-            return kInvalidArgument;
-        *info = PClassInfoW();
-        std::memcpy(info->cid, entry->cid, sizeof(TUID));
-        info->cardinality = PClassInfo::kManyInstances;
-        putText(info->category, entry->category);
-        putText(info->name, entry->name);
-        info->classFlags = Vst::kDistributable;
-        putText(info->subCategories, entry->subCategories);
-        putText(info->vendor, entry->vendor);
-        putText(info->version, entry->version);
-        putText(info->sdkVersion, kVstVersionString);
-        return kResultOk;
-    }
     tresult PLUGIN_API setHostContext(FUnknown*) override {
         pluginLog("setHostContext");
         return kResultOk;
