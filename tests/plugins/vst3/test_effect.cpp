@@ -28,18 +28,15 @@
 // released" when the host lets go of the last reference to its factory.
 
 #include <cstring>
-#include <cwchar>
-#include <string>
 
 #include "../vst2/plugin_log.h"
 #include "test_effect_ids.h"
+#include "test_factory.h"
 
 #include "pluginterfaces/base/ipluginbase.h"
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivsteditcontroller.h"
 #include "public.sdk/source/vst/vstcomponent.h"
-
-#include "support/win32.h"
 
 #ifndef FX3_FACTORY_LEVEL
 #define FX3_FACTORY_LEVEL 3
@@ -162,169 +159,44 @@ public:
 // ---------------------------------------------------------------------------
 // The class table of this variant.
 
-enum class Kind { effect, componentOnly, unreadable };
+FUnknown* createEffect() {
+    return static_cast<Vst::IAudioProcessor*>(new Fx3Effect());
+}
 
-struct ClassEntry {
-    const int8* cid;
-    Kind kind;
-    const char* category;
-    const char* name; // UTF-8
-    const char* subCategories;
-    const char* vendor;
-    const char* version;
-};
-
-const ClassEntry classes[] = {
 #if defined(FX3_CLASSES_TWO)
-    {fx3::componentOnlyClassId, Kind::componentOnly, kVstAudioEffectClass, fx3::componentOnlyName,
-     fx3::effectSubCategories, fx3::effectVendor, fx3::effectVersion},
-    {fx3::effectClassId, Kind::effect, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories,
-     fx3::effectVendor, fx3::effectVersion},
+FUnknown* createComponentOnly() {
+    return static_cast<Vst::IComponent*>(new Vst::Component());
+}
+#endif
+
+const fx3::FactoryClass classes[] = {
+#if defined(FX3_CLASSES_TWO)
+    {fx3::componentOnlyClassId, kVstAudioEffectClass, fx3::componentOnlyName, fx3::effectSubCategories,
+     fx3::effectVendor, fx3::effectVersion, Vst::kDistributable, createComponentOnly},
+    {fx3::effectClassId, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories, fx3::effectVendor,
+     fx3::effectVersion, Vst::kDistributable, createEffect},
 #elif defined(FX3_CLASSES_FULL_FIELDS)
-    {fx3::effectClassId, Kind::effect, kVstAudioEffectClass, fx3::fullFieldName, fx3::factory2SubCategories, "",
-     fx3::factory2Version},
+    {fx3::effectClassId, kVstAudioEffectClass, fx3::fullFieldName, fx3::factory2SubCategories, "", fx3::factory2Version,
+     Vst::kDistributable, createEffect},
 #elif defined(FX3_CLASSES_NONE)
-    {fx3::controllerClassId, Kind::effect, kVstComponentControllerClass, fx3::controllerName, "", "", ""},
-    {fx3::effectClassId, Kind::unreadable, "", "", "", "", ""},
-    {fx3::lowercaseClassId, Kind::effect, fx3::lowercaseCategory, fx3::lowercaseName, "", "", ""},
+    {fx3::controllerClassId, kVstComponentControllerClass, fx3::controllerName, "", "", "", Vst::kDistributable,
+     createEffect},
+    {fx3::effectClassId, "", "", "", "", "", 0, createEffect, true},
+    {fx3::lowercaseClassId, fx3::lowercaseCategory, fx3::lowercaseName, "", "", "", Vst::kDistributable, createEffect},
 #else
-    {fx3::effectClassId, Kind::effect, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories,
-     fx3::effectVendor, fx3::effectVersion},
+    {fx3::effectClassId, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories, fx3::effectVendor,
+     fx3::effectVersion, Vst::kDistributable, createEffect},
 #endif
 };
-const int32 classCount = static_cast<int32>(sizeof classes / sizeof classes[0]);
 
-// Texts go into their fields without a forced terminator, so that a text as
-// long as its field fills it completely, as a careless plug-in's would.
-template <size_t N> void putText(char8 (&field)[N], const char* text) {
-    size_t length = std::strlen(text);
-    std::memset(field, 0, N);
-    std::memcpy(field, text, length < N ? length : N);
-}
-
-template <size_t N> void putText(char16 (&field)[N], const char* text) {
-    std::memset(field, 0, sizeof field);
-    int units = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-    std::wstring wide(static_cast<size_t>(units > 0 ? units : 1), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, &wide[0], units);
-    size_t length = std::wcslen(wide.c_str());
-    std::memcpy(field, wide.data(), sizeof(char16) * (length < N ? length : N));
-}
-
-const ClassEntry* readableClass(int32 index) {
-    if (index < 0 || index >= classCount || classes[index].kind == Kind::unreadable)
-        return nullptr;
-    return &classes[index];
-}
-
-// ---------------------------------------------------------------------------
-// The factory: one per module while the host holds it, answering the
-// interfaces of its level only.
-
-class Fx3Factory;
-Fx3Factory* theFactory = nullptr;
-
-class Fx3Factory final : public IPluginFactory3 {
-public:
-    tresult PLUGIN_API queryInterface(const TUID interfaceId, void** obj) override {
-        bool known = FUnknownPrivate::iidEqual(interfaceId, FUnknown::iid) ||
-                     FUnknownPrivate::iidEqual(interfaceId, IPluginFactory::iid) ||
-                     (FX3_FACTORY_LEVEL >= 2 && FUnknownPrivate::iidEqual(interfaceId, IPluginFactory2::iid)) ||
-                     (FX3_FACTORY_LEVEL >= 3 && FUnknownPrivate::iidEqual(interfaceId, IPluginFactory3::iid));
-        if (!known) {
-            *obj = nullptr;
-            return kNoInterface;
-        }
-        addRef();
-        *obj = this;
-        return kResultOk;
-    }
-    uint32 PLUGIN_API addRef() override { return static_cast<uint32>(FUnknownPrivate::atomicAdd(references, 1)); }
-    uint32 PLUGIN_API release() override {
-        int32 left = FUnknownPrivate::atomicAdd(references, -1);
-        if (left == 0) {
-            pluginLog("factory released");
-            theFactory = nullptr;
-            delete this;
-        }
-        return static_cast<uint32>(left);
-    }
-
-    tresult PLUGIN_API getFactoryInfo(PFactoryInfo* info) override {
 #if defined(FX3_CLASSES_NONE)
-        int32 flags = PFactoryInfo::kClassesDiscardable;
+const int32 factoryFlags = PFactoryInfo::kClassesDiscardable;
 #else
-        int32 flags = FX3_FACTORY_LEVEL >= 3 ? PFactoryInfo::kUnicode : PFactoryInfo::kNoFlags;
+const int32 factoryFlags = FX3_FACTORY_LEVEL >= 3 ? PFactoryInfo::kUnicode : PFactoryInfo::kNoFlags;
 #endif
-        *info = PFactoryInfo(fx3::factoryVendor, fx3::factoryUrl, fx3::factoryEmail, flags);
-        // The constructor adds kUnicode whenever the SDK is built for
-        // Unicode, which it always is; say only what this variant means.
-        info->flags = flags;
-        return kResultOk;
-    }
-    int32 PLUGIN_API countClasses() override {
-        return classCount;
-    }
-    tresult PLUGIN_API getClassInfo(int32 index, PClassInfo* info) override {
-        const ClassEntry* entry = readableClass(index);
-        if (!entry)
-            return kInvalidArgument;
-        *info = PClassInfo();
-        std::memcpy(info->cid, entry->cid, sizeof(TUID));
-        info->cardinality = PClassInfo::kManyInstances;
-        putText(info->category, entry->category);
-        putText(info->name, entry->name);
-        return kResultOk;
-    }
-    tresult PLUGIN_API createInstance(FIDString cid, FIDString interfaceId, void** obj) override {
-        *obj = nullptr;
-        for (const ClassEntry& entry : classes) {
-            if (entry.kind == Kind::unreadable || !FUnknownPrivate::iidEqual(entry.cid, cid))
-                continue;
-            FUnknown* object = nullptr;
-            if (entry.kind == Kind::componentOnly)
-                object = static_cast<Vst::IComponent*>(new Vst::Component());
-            else
-                object = static_cast<Vst::IAudioProcessor*>(new Fx3Effect());
-            tresult result = object->queryInterface(interfaceId, obj);
-            object->release();
-            return result;
-        }
-        return kInvalidArgument;
-    }
 
-    tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override { return fillExtended(index, info); }
-
-    tresult PLUGIN_API getClassInfoUnicode(int32 index, PClassInfoW* info) override {
-        return fillExtended(index, info);
-    }
-
-    // The two extended records differ only in their character type.
-    template <class Info> tresult fillExtended(int32 index, Info* info) {
-        const ClassEntry* entry = readableClass(index);
-        if (!entry)
-            return kInvalidArgument;
-        *info = Info();
-        std::memcpy(info->cid, entry->cid, sizeof(TUID));
-        info->cardinality = PClassInfo::kManyInstances;
-        putText(info->category, entry->category);
-        putText(info->name, entry->name);
-        info->classFlags = Vst::kDistributable;
-        putText(info->subCategories, entry->subCategories);
-        putText(info->vendor, entry->vendor);
-        putText(info->version, entry->version);
-        putText(info->sdkVersion, kVstVersionString);
-        return kResultOk;
-    }
-
-    tresult PLUGIN_API setHostContext(FUnknown*) override {
-        pluginLog("setHostContext");
-        return kResultOk;
-    }
-
-private:
-    int32 references = 1;
-};
+const fx3::FactorySetup factorySetup = {FX3_FACTORY_LEVEL, factoryFlags, classes,
+                                        static_cast<int32>(sizeof classes / sizeof classes[0])};
 
 } // namespace
 
@@ -338,13 +210,7 @@ SMTG_EXPORT_SYMBOL IPluginFactory* PLUGIN_API GetPluginFactory() {
 #if defined(FX3_NULL_FACTORY)
     return nullptr;
 #else
-    // The caller owns one reference to what it gets, as it would from
-    // queryInterface.
-    if (theFactory)
-        theFactory->addRef();
-    else
-        theFactory = new Fx3Factory();
-    return theFactory;
+    return fx3::sharedFactory(factorySetup);
 #endif
 }
 
