@@ -42,6 +42,10 @@ std::string toUtf8(const std::wstring& text) {
     return result;
 }
 
+bool pluginLogEnabled() {
+    return !logPath().empty();
+}
+
 void pluginLog(const char* format, ...) {
     std::wstring path = logPath();
     if (path.empty())

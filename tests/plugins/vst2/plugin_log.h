@@ -19,5 +19,9 @@
 // printf-style; the plug-in's name and the blank are put in front.
 void pluginLog(const char* format, ...) PLUGIN_LOG_PRINTF;
 
+// Whether FXHOST_TEST_LOG names a file now. For calls on an audio path, which
+// sample it once beforehand so that a run without a log costs nothing.
+bool pluginLogEnabled();
+
 // UTF-16 to UTF-8, for paths that go into the log.
 std::string toUtf8(const std::wstring& text);
