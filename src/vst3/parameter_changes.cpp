@@ -1,0 +1,202 @@
+#include "vst3/parameter_changes.h"
+
+#include <algorithm>
+#include <new>
+
+namespace Steinberg {
+namespace Vst {
+
+namespace {
+
+// Room for the points most blocks bring, so that a queue that is reused
+// from block to block does not grow in the audio thread.
+const size_t initialPointCapacity = 16;
+
+} // namespace
+
+// ParameterValueQueue ----------------------------------------------------------
+
+IMPLEMENT_FUNKNOWN_METHODS(ParameterValueQueue, IParamValueQueue, IParamValueQueue::iid)
+
+ParameterValueQueue::ParameterValueQueue(ParamID id) : paramID(id) {
+    FUNKNOWN_CTOR
+    points.reserve(initialPointCapacity);
+}
+
+ParamID PLUGIN_API ParameterValueQueue::getParameterId() {
+    return paramID;
+}
+
+int32 PLUGIN_API ParameterValueQueue::getPointCount() {
+    return static_cast<int32>(points.size());
+}
+
+tresult PLUGIN_API ParameterValueQueue::getPoint(int32 index, int32& sampleOffset, ParamValue& value) {
+    if (index < 0 || index >= getPointCount())
+        return kResultFalse;
+    const Point& point = points[static_cast<size_t>(index)];
+    sampleOffset = point.sampleOffset;
+    value = point.value;
+    return kResultTrue;
+}
+
+tresult PLUGIN_API ParameterValueQueue::addPoint(int32 sampleOffset, ParamValue value, int32& index) {
+    auto at = std::lower_bound(points.begin(), points.end(), sampleOffset,
+                               [](const Point& point, int32 offset) { return point.sampleOffset < offset; });
+    if (at == points.end() || at->sampleOffset != sampleOffset) {
+        // The plug-in calls this from its process; nothing may be thrown at it.
+        try {
+            at = points.insert(at, Point{sampleOffset, value});
+        } catch (const std::bad_alloc&) {
+            return kOutOfMemory;
+        }
+    } else {
+        at->value = value;
+    }
+    index = static_cast<int32>(at - points.begin());
+    return kResultTrue;
+}
+
+void ParameterValueQueue::setParamID(ParamID id) {
+    paramID = id;
+}
+
+void ParameterValueQueue::clear() {
+    points.clear();
+}
+
+// ParameterChanges -------------------------------------------------------------
+
+IMPLEMENT_FUNKNOWN_METHODS(ParameterChanges, IParameterChanges, IParameterChanges::iid)
+
+ParameterChanges::ParameterChanges(int32 maxParameters) {
+    FUNKNOWN_CTOR
+    setMaxParameters(maxParameters);
+}
+
+void ParameterChanges::setMaxParameters(int32 maxParameters) {
+    if (maxParameters <= static_cast<int32>(queues.size()))
+        return;
+    queues.reserve(static_cast<size_t>(maxParameters));
+    while (static_cast<int32>(queues.size()) < maxParameters)
+        queues.push_back(owned(new ParameterValueQueue(kNoParamId)));
+}
+
+void ParameterChanges::clearQueue() {
+    usedQueueCount = 0;
+}
+
+int32 PLUGIN_API ParameterChanges::getParameterCount() {
+    return usedQueueCount;
+}
+
+IParamValueQueue* PLUGIN_API ParameterChanges::getParameterData(int32 index) {
+    if (index < 0 || index >= usedQueueCount)
+        return nullptr;
+    return queues[static_cast<size_t>(index)];
+}
+
+IParamValueQueue* PLUGIN_API ParameterChanges::addParameterData(const ParamID& id, int32& index) {
+    for (int32 used = 0; used < usedQueueCount; ++used) {
+        ParameterValueQueue* queue = queues[static_cast<size_t>(used)];
+        if (queue->getParameterId() == id) {
+            index = used;
+            return queue;
+        }
+    }
+    if (usedQueueCount == static_cast<int32>(queues.size())) {
+        // The plug-in calls this from its process; nothing may be thrown at it.
+        try {
+            queues.push_back(owned(new ParameterValueQueue(id)));
+        } catch (const std::bad_alloc&) {
+            return nullptr;
+        }
+    }
+    ParameterValueQueue* queue = queues[static_cast<size_t>(usedQueueCount)];
+    queue->setParamID(id);
+    queue->clear();
+    index = usedQueueCount++;
+    return queue;
+}
+
+// ParameterChangeTransfer ------------------------------------------------------
+
+ParameterChangeTransfer::ParameterChangeTransfer(int32 maxValues) {
+    setMaxParameters(maxValues);
+}
+
+void ParameterChangeTransfer::setMaxParameters(int32 maxValues) {
+    if (maxValues < 0)
+        maxValues = 0;
+    if (maxValues == size)
+        return;
+    ring.reset();
+    size = 0;
+    if (maxValues > 0) {
+        ring.reset(new Change[static_cast<size_t>(maxValues)]());
+        size = maxValues;
+    }
+    if (readIndex.load() >= size)
+        readIndex.store(0);
+    if (writeIndex.load() >= size)
+        writeIndex.store(0);
+}
+
+void ParameterChangeTransfer::addChange(ParamID id, ParamValue value, int32 sampleOffset) {
+    if (size == 0)
+        return;
+    const int32 write = writeIndex.load(std::memory_order_relaxed);
+    ring[static_cast<size_t>(write)] = Change{id, value, sampleOffset};
+    const int32 next = write + 1 == size ? 0 : write + 1;
+    if (next != readIndex.load(std::memory_order_acquire))
+        writeIndex.store(next, std::memory_order_release);
+}
+
+bool ParameterChangeTransfer::getNextChange(ParamID& id, ParamValue& value, int32& sampleOffset) {
+    if (size == 0)
+        return false;
+    const int32 read = readIndex.load(std::memory_order_relaxed);
+    if (read == writeIndex.load(std::memory_order_acquire))
+        return false;
+    const Change& change = ring[static_cast<size_t>(read)];
+    id = change.id;
+    value = change.value;
+    sampleOffset = change.sampleOffset;
+    readIndex.store(read + 1 == size ? 0 : read + 1, std::memory_order_release);
+    return true;
+}
+
+void ParameterChangeTransfer::removeChanges() {
+    writeIndex.store(readIndex.load());
+}
+
+void ParameterChangeTransfer::transferChangesTo(ParameterChanges& changes) {
+    ParamID id;
+    ParamValue value;
+    int32 sampleOffset;
+    while (getNextChange(id, value, sampleOffset)) {
+        int32 index = 0;
+        if (IParamValueQueue* queue = changes.addParameterData(id, index))
+            queue->addPoint(sampleOffset, value, index);
+    }
+}
+
+void ParameterChangeTransfer::transferChangesFrom(ParameterChanges& changes) {
+    const int32 queueCount = changes.getParameterCount();
+    for (int32 q = 0; q < queueCount; ++q) {
+        IParamValueQueue* queue = changes.getParameterData(q);
+        if (!queue)
+            continue;
+        const ParamID id = queue->getParameterId();
+        const int32 pointCount = queue->getPointCount();
+        for (int32 p = 0; p < pointCount; ++p) {
+            int32 sampleOffset = 0;
+            ParamValue value = 0;
+            if (queue->getPoint(p, sampleOffset, value) == kResultTrue)
+                addChange(id, value, sampleOffset);
+        }
+    }
+}
+
+} // namespace Vst
+} // namespace Steinberg
