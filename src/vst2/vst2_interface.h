@@ -269,6 +269,22 @@ enum VstTimeInfoFlags {
     kVstClockValid = 1 << 15,
 };
 
+// VstTimeInfo::smpteFrameRate.
+enum VstSmpteFrameRate {
+    kVstSmpte24fps = 0,
+    kVstSmpte25fps = 1,
+    kVstSmpte2997fps = 2,
+    kVstSmpte30fps = 3,
+    kVstSmpte2997dfps = 4,
+    kVstSmpte30dfps = 5,
+    kVstSmpteFilm16mm = 6,
+    kVstSmpteFilm35mm = 7,
+    kVstSmpte239fps = 10,
+    kVstSmpte249fps = 11,
+    kVstSmpte599fps = 12,
+    kVstSmpte60fps = 13,
+};
+
 enum VstEventTypes {
     kVstMidiType = 1,
     kVstAudioType,
