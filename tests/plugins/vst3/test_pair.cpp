@@ -342,6 +342,12 @@ void render(const Vst::AudioBusBuffers* input, Vst::AudioBusBuffers& output, Sam
 
 class Processor : public Vst::Component, public Vst::IAudioProcessor {
 public:
+    // A host asks for the controller's class before it initialises the
+    // component, so the class is known from the start.
+    Processor() {
+        if (identity.controllerId)
+            setControllerClass(FUID::fromTUID(identity.controllerId));
+    }
     ~Processor() override { pluginLog("component deleted"); }
 
     tresult PLUGIN_API initialize(FUnknown* context) override {
@@ -358,8 +364,6 @@ public:
             addBus<Vst::EventBus>(eventInputs, fx3::eventInName, Vst::kMain, fx3::eventChannels);
         if (hasEventOutput)
             addBus<Vst::EventBus>(eventOutputs, fx3::eventOutName, Vst::kMain, fx3::eventChannels);
-        if (identity.controllerId)
-            setControllerClass(FUID::fromTUID(identity.controllerId));
         return kResultOk;
     }
     tresult PLUGIN_API terminate() override {
