@@ -11,6 +11,7 @@
 #include "support/thread/message_pump.h"
 #include "support/text/utf.h"
 #include "support/win32.h"
+#include "vst3/open_module.h"
 
 namespace {
 
@@ -104,9 +105,15 @@ bool mainWithGlobals(VSTGlobals& globals) {
     // here (a bare name gives "") is harmless.
     SetCurrentDirectoryW(Qz::utf8ToWide(Qz::parentPath(*vst)).c_str());
 
-    // VST 3 modules are not hosted yet, so only the VST 2 attempt exists;
-    // --vst-version 3 tries nothing.
-    if (kindsToTry(arguments).vst2)
+    PluginKinds kinds = kindsToTry(arguments);
+    if (kinds.vst3) {
+        // A failed attempt says nothing: the file may well be a VST 2
+        // library, which is tried next.
+        std::unique_ptr<VSTEffect> effect = VSTEffect::create(arguments);
+        if (openModule(*effect, vst->c_str()))
+            globals.effect = std::move(effect);
+    }
+    if (!globals.effect && kinds.vst2)
         globals.effect = openVst2(arguments, *vst);
     if (!globals.effect) {
         std::fprintf(stderr, "Could not open VST.");
@@ -126,6 +133,11 @@ bool mainWithGlobals(VSTGlobals& globals) {
     if (const std::string* data = findOption(arguments, "--data")) {
         globals.dataPath = *data;
         globals.loadSettings();
+    }
+
+    if (globals.command == "info") {
+        globals.effect->printInfo();
+        return true;
     }
 
     if (globals.command == "process")

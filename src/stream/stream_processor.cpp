@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "host/vst_globals.h"
+#include "vst3/open_module.h"
 
 namespace {
 
@@ -40,10 +41,19 @@ uint64_t StreamProcessor::getLatency() const { return globals.effect ? globals.e
 
 void StreamProcessor::reopen() {
     VstPluginMainProc entry = globals.effect ? globals.effect->entryPoint : nullptr;
+    // The module moves out first, so that it outlives the old effect.
+    std::shared_ptr<VST3::Hosting::Module> module;
+    if (globals.effect)
+        module = std::move(globals.effect->module);
     globals.effect.reset();
 
     std::unique_ptr<VSTEffect> fresh = VSTEffect::create(globals.arguments);
-    if (!entry || !fresh->openEntry(entry))
+    bool opened = false;
+    if (entry)
+        opened = fresh->openEntry(entry);
+    else if (module)
+        opened = openFactory(*fresh, std::move(module));
+    if (!opened)
         throw std::runtime_error("Could not reopen VST");
     globals.effect = std::move(fresh);
 }

@@ -1,10 +1,14 @@
 #include "vst2/vst_effect.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <set>
 
 #include "vst2/speakers.h"
+#include "vst3/adapter_state.h"
+#include "vst3/module.h"
+#include "vst3/vst3_adapter.h"
 
 #include "support/win32.h"
 
@@ -94,7 +98,9 @@ VSTEffect::~VSTEffect() {
         }
         dispatch(effClose);
         aeffect = nullptr;
+        adapter = nullptr;
     }
+    module.reset();
 }
 
 VstIntPtr VSTEffect::dispatch(VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt) {
@@ -342,6 +348,59 @@ bool VSTEffect::processDouble(double** inputs, double** outputs, uint32_t frames
     return true;
 }
 
+void VSTEffect::flushParameters() {
+    if (!aeffect)
+        return;
+    if (!configured) {
+        StreamFormat format = {};
+        format.sampleRate = 44100;
+        format.inputChannels = 1;
+        format.outputChannels = 1;
+        negotiateFormat(format);
+    }
+    int32_t pins = std::max(nonNegative(aeffect->numInputs), nonNegative(aeffect->numOutputs));
+    std::vector<void*> none(size_t(pins) + 1, nullptr);
+    if (useDouble) {
+        if (aeffect->processDoubleReplacing)
+            aeffect->processDoubleReplacing(aeffect, reinterpret_cast<double**>(none.data()),
+                                            reinterpret_cast<double**>(none.data()), 0);
+    } else if (aeffect->flags & effFlagsCanReplacing) {
+        if (aeffect->processReplacing)
+            aeffect->processReplacing(aeffect, reinterpret_cast<float**>(none.data()),
+                                      reinterpret_cast<float**>(none.data()), 0);
+    } else if (aeffect->process) {
+        aeffect->process(aeffect, reinterpret_cast<float**>(none.data()), reinterpret_cast<float**>(none.data()), 0);
+    }
+}
+
+void VSTEffect::printInfo() {
+    struct Direction {
+        const char* count;
+        const char* pin;
+        VstInt32 pins;
+        VstInt32 opcode;
+    };
+    const Direction directions[] = {
+        {"Number of inputs: %i\n", "  Input %i:\n", aeffect->numInputs, effGetInputProperties},
+        {"Number of outputs: %i\n", "  Output %i:\n", aeffect->numOutputs, effGetOutputProperties},
+    };
+    for (const Direction& direction : directions) {
+        int32_t pins = nonNegative(direction.pins);
+        std::fprintf(stderr, direction.count, pins);
+        for (int32_t i = 0; i < pins; ++i) {
+            std::fprintf(stderr, direction.pin, i);
+            // Unanswered, the record stays zero: an empty label and zeros.
+            VstPinProperties properties;
+            std::memset(&properties, 0, sizeof properties);
+            dispatch(direction.opcode, i, 0, &properties);
+            // A label may fill its field without a terminator.
+            std::fprintf(stderr, "    .label = %.*s\n", int(sizeof properties.label), properties.label);
+            std::fprintf(stderr, "    .flags = %i\n", int(properties.flags));
+            std::fprintf(stderr, "    .arrangementType = %i\n", int(properties.arrangementType));
+        }
+    }
+}
+
 uint32_t VSTEffect::tailSize() { return aeffect ? uint32_t(dispatch(effGetTailSize)) : 0; }
 
 uint64_t VSTEffect::latency() const {
@@ -389,7 +448,9 @@ void VSTEffect::applySettings(const uint8_t* blob, uint64_t size) {
         return;
     if (editorOpen)
         currentEditorSize(editorWidth, editorHeight);
-    if (aeffect->flags & effFlagsProgramChunks) {
+    if (adapter) {
+        applyPresetImage(blob, size, adapter->classId, adapter->component, adapter->controller);
+    } else if (aeffect->flags & effFlagsProgramChunks) {
         dispatch(effSetChunk, 0, VstIntPtr(size), const_cast<uint8_t*>(blob));
     } else if (aeffect->setParameter) {
         uint64_t values = size / 4;
@@ -412,6 +473,11 @@ std::vector<uint8_t> VSTEffect::currentSettings() {
     std::vector<uint8_t> blob;
     if (!aeffect)
         return blob;
+    if (adapter) {
+        // A value set a moment ago may still wait in the adapter's rings.
+        flushParameters();
+        return savePresetImage(adapter->classId, adapter->component, adapter->controller);
+    }
     if (aeffect->flags & effFlagsProgramChunks) {
         // The plug-in keeps ownership of the chunk's memory.
         void* chunk = nullptr;

@@ -17,6 +17,13 @@
 #include "stream/stream_format.h"
 #include "vst2/vst2_interface.h"
 
+class Vst3Adapter;
+namespace VST3 {
+namespace Hosting {
+class Module;
+}
+} // namespace VST3
+
 class VSTEffect {
 public:
     VSTEffect();
@@ -70,6 +77,14 @@ public:
     // else its parameters as little-endian floats; empty without a plug-in.
     std::vector<uint8_t> currentSettings();
 
+    // Delivers parameter changes that wait inside a VST 3 adapter by a
+    // block of 0 frames, so that a state read next sees them. Negotiates a
+    // default format first if no stream has.
+    void flushParameters();
+    // The information report: the pins of both directions, on standard
+    // error.
+    void printInfo();
+
     // Main thread, from the idle timer.
     void idleTick();
     void updateDisplay();
@@ -95,6 +110,8 @@ public:
     uint32_t sampleRate = 0;  // last rate given to the plug-in; 0: none yet
     AEffect* aeffect = nullptr;
     VstPluginMainProc entryPoint = nullptr; // kept so the plug-in can be reopened
+    std::shared_ptr<VST3::Hosting::Module> module; // the VST 3 module this effect came from
+    Vst3Adapter* adapter = nullptr;                // set for a VST 3 plug-in; effClose destroys it
     bool editorOpen = false;
     float tempo = 120.0f;
     uint32_t timeSignature = 0x40002; // numerator << 16 | log2(denominator): 4/4
