@@ -181,4 +181,127 @@ TEST(Vst3Settings, DataFileAndStreamCarryPresetImages) {
                           formatRecord(44100, 2, 3, 2, 3) + audio + le32(0) + scaled(audio, 0.5f) + le32(0)));
 }
 
+// The calls a VST 3 plug-in receives over a whole run, leaving out the
+// questions that only read (bus and parameter descriptions).
+Lines lifecycleCalls(const CallLog& log) {
+    Lines calls;
+    for (const std::string& line : log.lines())
+        if (line.find("getBusCount") == std::string::npos && line.find("getBusInfo") == std::string::npos &&
+            line.find("getParamNormalized") == std::string::npos &&
+            line.find("getParameterInfo") == std::string::npos)
+            calls.push_back(line);
+    return calls;
+}
+
+TEST(Vst3Lifecycle, CallsOfAWholeRunInOrder) {
+    CallLog log;
+    DataFile data;
+    data.write(gainImage(0.25));
+    std::string input = message(3, formatRecord(48000, 2, 3, 2, 3)) + message(1, floatFrames(1024, 2));
+    std::vector<std::wstring> arguments = {L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--data", data.path};
+    arguments.insert(arguments.end(), chunkedFloat.begin(), chunkedFloat.end());
+    HostRun run = runHost(arguments, input);
+    ASSERT_EQ(run.exitCode, 0u) << run.error;
+    EXPECT_EQ(lifecycleCalls(log), Lines({
+                                       // The module, and the adapter's set-up.
+                                       "InitDll",
+                                       "GetPluginFactory",
+                                       "factory createInstance component",
+                                       "component getControllerClassId",
+                                       "factory createInstance controller",
+                                       "component initialize",
+                                       "controller initialize",
+                                       "controller setComponentHandler set",
+                                       "component connect",
+                                       "controller notify gainHello 42",
+                                       "component send gainHello 0",
+                                       "controller connect",
+                                       "component getState",
+                                       "controller setComponentState 10",
+                                       "component canProcessSampleSize 1",
+                                       "component canProcessSampleSize 0",
+                                       "component getLatencySamples",
+                                       "component getTailSamples",
+                                       "component setupProcessing 0 0 256 44100",
+                                       "controller getParameterCount",
+                                       "component activateBus 0 0 0 1",
+                                       "component activateBus 0 1 0 1",
+                                       "controller createView editor",
+                                       // effSetBlockSize 512, effMainsChanged 1.
+                                       "component setupProcessing 0 0 512 44100",
+                                       "component setActive 1",
+                                       // --data, while active.
+                                       "component setState 10",
+                                       "controller setComponentState 10",
+                                       "controller setState 3",
+                                       // The stream's format.
+                                       "component setupProcessing 0 0 512 48000",
+                                       "component getBusArrangement 0 0",
+                                       "component getBusArrangement 1 0",
+                                       // The first block, at the offline level.
+                                       "component setupProcessing 2 0 512 48000",
+                                       "component setProcessing 1",
+                                       "component process 512 0",
+                                       "component process 512 0",
+                                       // effMainsChanged 0, effClose.
+                                       "component setProcessing 0",
+                                       "component setActive 0",
+                                       "component disconnect",
+                                       "controller disconnect",
+                                       "controller setComponentHandler null",
+                                       "controller terminate",
+                                       "component terminate",
+                                       "controller deleted",
+                                       "component deleted",
+                                   }));
+}
+
+TEST(Vst3Lifecycle, ReopenMakesANewAdapterFromTheLoadedModule) {
+    CallLog log;
+    const std::string format = formatRecord(44100, 2, 3, 2, 3);
+    const std::string audio = floatFrames(100, 2);
+    HostRun run = runHost({L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--protocol", L"chunked", L"--bits",
+                           L"32", L"--formattag", L"3"},
+                          message(3, format) + message(2, gainImage(0.25)) + message(5, "") + message(3, format) +
+                              message(1, audio));
+    EXPECT_EQ(run.exitCode, 0u) << run.error;
+    // The settings went with the old instance: the new one has its default.
+    EXPECT_TRUE(sameBytes(run.output, format + format + audio + le32(0)));
+    Lines calls = log.lines();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "InitDll"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "GetPluginFactory"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "component initialize"), 2);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "component terminate"), 2);
+}
+
+TEST(Vst3BadInput, PluginsThatLieOrFailStillEndCleanly) {
+    // Two inputs counted, the second not described, no arrangement at all:
+    // the pins that can be described are reported and audio still flows.
+    HostRun liar = command(L"info", testPlugin(L"fx3_liar.vst3"));
+    EXPECT_EQ(liar.exitCode, 0u);
+    EXPECT_EQ(liar.error.find("Number of inputs: 2" + newline + "  Input 0:"), 0u);
+    const std::string audio = floatFrames(700, 2);
+    std::vector<std::wstring> arguments = {L"process", L"--vst", testPlugin(L"fx3_liar.vst3")};
+    arguments.insert(arguments.end(), plainFloat.begin(), plainFloat.end());
+    HostRun run = runHost(arguments, audio);
+    EXPECT_EQ(run.exitCode, 0u) << run.error;
+    EXPECT_TRUE(sameBytes(run.output.substr(0, audio.size()), audio));
+
+    // A component whose getState fails: the image stops before its list,
+    // and an image whose "Comp" entry is missing or reaches past the data
+    // restores nothing and breaks nothing.
+    std::string noComp = gainImage(0.25);
+    noComp.replace(noComp.size() - 40, 4, "Prog");
+    std::string beyond = gainImage(0.25);
+    beyond.replace(beyond.size() - 28, 8, le64(4096)); // the size of "Comp"
+    std::string input = message(3, formatRecord(44100, 2, 3, 2, 3)) + message(2, noComp) + message(1, audio) +
+                        message(2, beyond) + message(1, audio);
+    run = runHost({L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--protocol", L"chunked", L"--bits", L"32",
+                   L"--formattag", L"3"},
+                  input);
+    EXPECT_EQ(run.exitCode, 0u) << run.error;
+    EXPECT_TRUE(sameBytes(run.output.substr(20, audio.size()), audio)) << "no Comp entry: nothing restored";
+    EXPECT_EQ(run.output.size(), 20 + 2 * (audio.size() + 4));
+}
+
 } // namespace

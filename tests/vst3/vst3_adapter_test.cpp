@@ -6,7 +6,10 @@
 
 #include <cstring>
 
+#include "../plugins/vst3/test_effect_ids.h"
 #include "adapter_stub.h"
+#include "test_plugins.h"
+#include "vst3/module.h"
 #include "vst3/vst3_adapter.h"
 
 namespace {
@@ -326,6 +329,110 @@ TEST(Vst3Adapter, ProcessorWithoutComponentOrFailingInitIsRefused) {
     EXPECT_EQ(plugin->references, 1) << "nothing of the plug-in is kept";
     plugin->release();
     host = nullptr;
+}
+
+// An adapter over the first class of a test module, as the host makes it.
+struct ModuleAdapter {
+    Host calls;
+    VST3::Hosting::Module::Ptr module;
+    AEffect* effect = nullptr;
+    Vst3Adapter* adapter = nullptr;
+
+    explicit ModuleAdapter(const char* fileName) {
+        host = &calls;
+        std::string error;
+        module = VST3::Hosting::Module::create(testPluginPath(fileName), error);
+        if (!module)
+            return;
+        const VST3::Hosting::PluginFactory& factory = module->getFactory();
+        VstEffectBase* base =
+            Vst3Adapter::create(factory.get(), factory.classInfos().front().ID().data(), hostCallback);
+        adapter = static_cast<Vst3Adapter*>(base);
+        effect = base ? base->getAeffect() : nullptr;
+    }
+    ~ModuleAdapter() {
+        if (effect)
+            dispatch(effClose);
+        host = nullptr;
+    }
+    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
+                       float opt = 0.0f) {
+        return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+    }
+    std::string text(VstInt32 opcode, VstInt32 index) {
+        char buffer[1024] = {};
+        dispatch(opcode, index, 0, buffer);
+        return buffer;
+    }
+};
+
+TEST(Vst3AdapterModules, ClassInformationBecomesVst2Answers) {
+    ModuleAdapter gain("fx3_gain.vst3");
+    ASSERT_NE(gain.effect, nullptr);
+    EXPECT_EQ(gain.text(effGetEffectName, 0), fx3::gainName);
+    EXPECT_EQ(gain.dispatch(effGetVendorVersion), 0x02010300) << "version 2.1.3";
+    EXPECT_EQ(gain.dispatch(effGetPlugCategory), kPlugCategMastering) << "Fx|Dynamics";
+    EXPECT_EQ(gain.text(effGetParamName, 0), "Gain");
+    EXPECT_EQ(gain.text(effGetParamLabel, 0), "dB");
+    EXPECT_EQ(gain.text(effGetParamDisplay, 0), "1.00");
+    char text[] = "0.5";
+    EXPECT_EQ(gain.dispatch(effString2Parameter, 0, 0, text), 0) << "answers 0 even when it worked";
+    EXPECT_EQ(gain.text(effGetParamDisplay, 0), "0.50");
+
+    ModuleAdapter only64("fx3_double.vst3");
+    ASSERT_NE(only64.effect, nullptr);
+    EXPECT_TRUE(only64.effect->flags & effFlagsCanDoubleReplacing);
+    EXPECT_EQ(only64.adapter->sampleSize, kSample64);
+    EXPECT_EQ(only64.dispatch(effSetProcessPrecision, 0, kVstProcessPrecision32), 0);
+
+    // An instrument is marked so; the host refuses it.
+    ModuleAdapter instrument("fx3_instrument.vst3");
+    ASSERT_NE(instrument.effect, nullptr);
+    EXPECT_TRUE(instrument.effect->flags & effFlagsIsSynth);
+}
+
+TEST(Vst3AdapterModules, UnitsProgramsAndMidiProgramNames) {
+    ModuleAdapter params("fx3_params.vst3");
+    ASSERT_NE(params.effect, nullptr);
+    // Locked (read-only), Bypass and Program are not VST 2 parameters.
+    EXPECT_EQ(params.effect->numParams, 5);
+    EXPECT_EQ(params.text(effGetParamName, 0), "Root.Gain") << "the root's own parameters carry its name";
+    EXPECT_EQ(params.text(effGetParamName, 1), "Osc.Filter.Cutoff") << "the walk stops below the root";
+    EXPECT_EQ(params.text(effGetParamName, 2), "Root.Hidden");
+    EXPECT_EQ(params.text(effGetParamName, 3), "Osc.Steps");
+    EXPECT_EQ(params.text(effGetParamName, 4), "Long") << "too long with and without its path";
+    EXPECT_EQ(params.dispatch(effCanDo, 0, 0, const_cast<char*>("midiProgramNames")), 1);
+    EXPECT_EQ(params.dispatch(effCanDo, 0, 0, const_cast<char*>("bypass")), 1);
+
+    // Programs: counted from the root unit's list, named from the first.
+    EXPECT_EQ(params.effect->numPrograms, 3);
+    EXPECT_EQ(params.text(effGetProgramName, 0), "Other A");
+    params.dispatch(effSetProgram, 0, 2);
+    EXPECT_EQ(params.dispatch(effGetProgram), 2);
+    params.dispatch(effSetProgram, 0, 3);
+    EXPECT_EQ(params.dispatch(effGetProgram), 2) << "beyond numPrograms: ignored";
+
+    MidiProgramCategory category = {};
+    EXPECT_EQ(params.dispatch(effGetMidiProgramCategory, 0, 0, &category), 4)
+        << "Piano, Piano|Grand, Piano|Upright, Organ";
+    category.thisCategoryIndex = 1;
+    params.dispatch(effGetMidiProgramCategory, 0, 0, &category);
+    EXPECT_STREQ(category.name, "Grand");
+    EXPECT_EQ(category.parentCategoryIndex, 0);
+
+    MidiProgramName program = {};
+    program.thisProgramIndex = 1;
+    EXPECT_EQ(params.dispatch(effGetMidiProgramName, 0, 0, &program), 3);
+    EXPECT_STREQ(program.name, "Warm");
+    EXPECT_EQ(program.midiProgram, 1);
+    EXPECT_EQ(program.parentCategoryIndex, 2);
+
+    MidiKeyName key = {};
+    key.thisKeyNumber = fx3::pitchNameKey;
+    EXPECT_EQ(params.dispatch(effGetMidiKeyName, 0, 0, &key), 1);
+    EXPECT_STREQ(key.keyName, fx3::pitchName);
+    EXPECT_EQ(params.dispatch(effGetNumMidiInputChannels), 16);
+    EXPECT_EQ(params.dispatch(effGetNumMidiOutputChannels), 0);
 }
 
 } // namespace
