@@ -70,39 +70,66 @@ size_t unitsOf(const TChar* text) {
 // ---------------------------------------------------------------------------
 // Creation and set-up
 
-Vst3Adapter::Vst3Adapter(IPluginFactory* factory, IAudioProcessor* processor, IEditController* controller,
-                         const TUID classId, audioMasterCallback audioMaster)
-    : Vst3AdapterCore(factory, processor, controller, classId), VstEffectBase(audioMaster) {
+Vst3Adapter::Vst3Adapter(IPluginFactory* factory, IAudioProcessor* processor, IComponent* component,
+                         IEditController* controller, const TUID classId, audioMasterCallback audioMaster)
+    : Vst3AdapterCore(factory, processor, component, controller, classId), VstEffectBase(audioMaster) {
     exportBypass = false;
     useSequentialIndex = true;
     cEffect.uniqueID = 0;
     cEffect.flags |= effFlagsCanReplacing | effFlagsProgramChunks;
 }
 
+namespace {
+
+// The object of `iid` that `object` answers, as a reference of the caller's.
+template <class Interface> Interface* askFor(FUnknown* object) {
+    void* answer = nullptr;
+    if (!object || object->queryInterface(Interface::iid, &answer) != kResultOk)
+        return nullptr;
+    return static_cast<Interface*>(answer);
+}
+
+template <class Interface> Interface* makeInstance(IPluginFactory* factory, const TUID classId) {
+    void* object = nullptr;
+    if (factory->createInstance(classId, Interface::iid, &object) != kResultOk)
+        return nullptr;
+    return static_cast<Interface*>(object);
+}
+
+} // namespace
+
 VstEffectBase* Vst3Adapter::create(IPluginFactory* factory, const TUID classId, audioMasterCallback audioMaster) {
     if (!factory)
         return nullptr;
-    void* object = nullptr;
-    if (factory->createInstance(classId, IAudioProcessor::iid, &object) != kResultOk || !object)
-        return nullptr;
-    IAudioProcessor* processor = static_cast<IAudioProcessor*>(object);
-
-    // A single-component plug-in is its own controller; otherwise the
-    // component names its controller's class.
-    IEditController* controller = nullptr;
-    if (processor->queryInterface(IEditController::iid, &object) == kResultOk && object) {
-        controller = static_cast<IEditController*>(object);
-    } else {
-        FUnknownPtr<IComponent> component(processor);
-        TUID controllerId;
-        if (component && component->getControllerClassId(controllerId) == kResultOk) {
-            object = nullptr;
-            if (factory->createInstance(controllerId, IEditController::iid, &object) == kResultOk && object)
-                controller = static_cast<IEditController*>(object);
+    IComponent* component = nullptr;
+    IAudioProcessor* processor = makeInstance<IAudioProcessor>(factory, classId);
+    if (!processor) {
+        // Plug-ins made with some frameworks make only the component, the
+        // interface the hosting rules name for creation, and hand out their
+        // processor as a separate object that dies with the component: the
+        // component is then held for the adapter's whole life.
+        component = makeInstance<IComponent>(factory, classId);
+        processor = askFor<IAudioProcessor>(component);
+        if (!processor) {
+            if (component)
+                component->release();
+            return nullptr;
         }
     }
 
-    Vst3Adapter* adapter = new Vst3Adapter(factory, processor, controller, classId, audioMaster);
+    // A single-component plug-in is its own controller, or its component
+    // hands one out; otherwise the component names its controller's class.
+    IEditController* controller = askFor<IEditController>(processor);
+    if (!controller)
+        controller = askFor<IEditController>(component);
+    if (!controller) {
+        FUnknownPtr<IComponent> named(component ? static_cast<FUnknown*>(component) : processor);
+        TUID controllerId;
+        if (named && named->getControllerClassId(controllerId) == kResultOk)
+            controller = makeInstance<IEditController>(factory, controllerId);
+    }
+
+    Vst3Adapter* adapter = new Vst3Adapter(factory, processor, component, controller, classId, audioMaster);
     adapter->readClassInfo(factory, classId);
     if (!adapter->init()) {
         // Whatever references the plug-in kept, nothing half-made stays.

@@ -19,7 +19,8 @@
 class Vst3Adapter : public Vst3AdapterCore, public VstEffectBase, public Steinberg::Vst::IVst3ToVst2Wrapper {
 public:
     // An adapter for class `classId` of `factory`, or null when the factory
-    // makes no audio processor of it or the plug-in fails to initialise.
+    // makes no audio processor of it, neither directly nor through its
+    // component, or the plug-in fails to initialise.
     // Runs the plug-in's set-up; the host callback is answered without an
     // object (AEffect.user is still 0) throughout.
     static VstEffectBase* create(Steinberg::IPluginFactory* factory, const Steinberg::TUID classId,
@@ -94,7 +95,7 @@ public:
 
 private:
     Vst3Adapter(Steinberg::IPluginFactory* factory, Steinberg::Vst::IAudioProcessor* processor,
-                Steinberg::Vst::IEditController* controller, const Steinberg::TUID classId,
+                Steinberg::Vst::IComponent* component, Steinberg::Vst::IEditController* controller, const Steinberg::TUID classId,
                 audioMasterCallback audioMaster);
     void readClassInfo(Steinberg::IPluginFactory* factory, const Steinberg::TUID classId);
     template <typename Sample> void runBlock(Sample** inputs, Sample** outputs, VstInt32 frames, int32 size);

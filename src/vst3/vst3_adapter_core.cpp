@@ -26,8 +26,9 @@ bool sameId(const TUID a, const TUID b) {
 } // namespace
 
 Vst3AdapterCore::Vst3AdapterCore(IPluginFactory* pluginFactory, IAudioProcessor* audioProcessor,
-                                 IEditController* editController, const TUID cid)
-    : classId(FUID::fromTUID(cid)), processor(audioProcessor, false), controller(editController, false),
+                                 IComponent* pluginComponent, IEditController* editController, const TUID cid)
+    : classId(FUID::fromTUID(cid)), processor(audioProcessor, false), component(pluginComponent, false),
+      controller(editController, false),
       interfaceSupport(owned(new PlugInterfaceSupport)), factory(pluginFactory) {
     programChangeParamIds.fill(kNoParamId);
     programChangeParamIndices.fill(-1);
@@ -42,7 +43,7 @@ Vst3AdapterCore::~Vst3AdapterCore() {
     timer = nullptr;
     processData.unprepare();
     if (componentsConnected) {
-        FUnknownPtr<IConnectionPoint> processorPoint(processor);
+        IPtr<IConnectionPoint> processorPoint = processorConnectionPoint();
         FUnknownPtr<IConnectionPoint> controllerPoint(controller);
         if (processorPoint && controllerPoint) {
             processorPoint->disconnect(controllerPoint);
@@ -70,7 +71,7 @@ Vst3AdapterCore::~Vst3AdapterCore() {
 }
 
 bool Vst3AdapterCore::init() {
-    if (processor)
+    if (processor && !component)
         component = FUnknownPtr<IComponent>(processor);
     if (controller) {
         unitInfo = FUnknownPtr<IUnitInfo>(controller);
@@ -96,7 +97,7 @@ bool Vst3AdapterCore::init() {
         }
         controller->setComponentHandler(static_cast<IComponentHandler*>(this));
 
-        FUnknownPtr<IConnectionPoint> processorPoint(processor);
+        IPtr<IConnectionPoint> processorPoint = processorConnectionPoint();
         FUnknownPtr<IConnectionPoint> controllerPoint(controller);
         if (processorPoint && controllerPoint) {
             processorPoint->connect(controllerPoint);
@@ -150,6 +151,13 @@ bool Vst3AdapterCore::init() {
 
     initMidiControllerAssignment();
     return true;
+}
+
+IPtr<IConnectionPoint> Vst3AdapterCore::processorConnectionPoint() {
+    FUnknownPtr<IConnectionPoint> point(processor);
+    if (point)
+        return point;
+    return FUnknownPtr<IConnectionPoint>(component);
 }
 
 tresult PLUGIN_API Vst3AdapterCore::queryInterface(const TUID iid, void** obj) {

@@ -53,10 +53,14 @@ public:
     using int32 = Steinberg::int32;
     using tresult = Steinberg::tresult;
 
-    // Takes a counted reference of `factory`; `processor` and `controller`
-    // are references the caller hands over (controller may be null).
+    // Takes a counted reference of `factory`; `processor`, `component` and
+    // `controller` are references the caller hands over. `component` is
+    // given where the plug-in made its processor a separate object, and is
+    // otherwise null, to be asked of the processor in `init`; `controller`
+    // may be null.
     Vst3AdapterCore(Steinberg::IPluginFactory* factory, Steinberg::Vst::IAudioProcessor* processor,
-                    Steinberg::Vst::IEditController* controller, const Steinberg::TUID classId);
+                    Steinberg::Vst::IComponent* component, Steinberg::Vst::IEditController* controller,
+                    const Steinberg::TUID classId);
     ~Vst3AdapterCore() override;
 
     // ---- hooks, bound to VST 2 by Vst3Adapter -----------------------------
@@ -207,5 +211,8 @@ public:
 
 protected:
     void releaseMidiMapping();
+    // The processor side's connection point: the processor's, or the
+    // component's where the processor is a separate object without one.
+    Steinberg::IPtr<Steinberg::Vst::IConnectionPoint> processorConnectionPoint();
     void applyPendingRestart();
 };

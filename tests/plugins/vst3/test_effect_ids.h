@@ -63,6 +63,11 @@ const Steinberg::TUID throwFactoryClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0
 const Steinberg::TUID throwFactoryControllerClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B0E);
 const Steinberg::TUID paramsClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B0F);
 const Steinberg::TUID midiClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B10);
+const Steinberg::TUID splitClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B11);
+const Steinberg::TUID splitControllerClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B12);
+const Steinberg::TUID refuseClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B13);
+const Steinberg::TUID refuseControllerClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B14);
+const Steinberg::TUID refuseAllClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B15);
 
 // Class names ("Audio Module Class"). The classes have no vendor of their
 // own: the host reads the factory's.
@@ -75,6 +80,9 @@ constexpr const char* liarName = "Fx3 Liar";
 constexpr const char* throwFactoryName = "Fx3 ThrowFactory";
 constexpr const char* paramsName = "Fx3 Params";
 constexpr const char* midiName = "Fx3 Midi";
+constexpr const char* splitName = "Fx3 Split";
+constexpr const char* refuseName = "Fx3 Refuse";
+constexpr const char* refuseAllName = "Fx3 RefuseAll";
 // The "Component Controller Class" of every two-class plug-in.
 constexpr const char* pairControllerName = "Fx3 Pair Controller";
 // The version of every class of these plug-ins.

@@ -3,6 +3,7 @@
 #include "../vst2/plugin_log.h"
 #include "test_effect_ids.h"
 
+#include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivstcomponent.h"
 
 using namespace Steinberg;
@@ -68,6 +69,12 @@ public:
             const FactoryClass& entry = setup.classes[index];
             if (entry.unreadable || !FUnknownPrivate::iidEqual(entry.cid, cid))
                 continue;
+            bool asksProcessor = FUnknownPrivate::iidEqual(interfaceId, Vst::IAudioProcessor::iid);
+            bool asksComponent = FUnknownPrivate::iidEqual(interfaceId, Vst::IComponent::iid) ||
+                                 FUnknownPrivate::iidEqual(interfaceId, FUnknown::iid);
+            if ((asksProcessor && (entry.refusals & refuseProcessor)) ||
+                (asksComponent && (entry.refusals & refuseComponent)))
+                return kNoInterface;
             FUnknown* object = entry.create();
             if (!object)
                 return kResultFalse;

@@ -28,7 +28,13 @@ struct FactoryClass {
     // Neither described nor created: every getClassInfo call fails for its
     // index and createInstance does not know its ID.
     bool unreadable = false;
+    // Interfaces that createInstance answers with kNoInterface before it
+    // makes anything: a sum of the refuse... values below.
+    int refusals = 0;
 };
+
+const int refuseProcessor = 1; // IAudioProcessor
+const int refuseComponent = 2; // IComponent and FUnknown
 
 struct FactorySetup {
     int level;              // 1, 2 or 3: the IPluginFactoryN it answers up to

@@ -35,6 +35,17 @@
 //                     also answers IUnitInfo): stereo pass-through, an event
 //                     input of 16 channels, the parameters, units and program
 //                     lists of test_effect_ids.h
+//   fx3_split         fx3_gain shaped as framework-made plug-ins are: the
+//                     factory makes the processor class only as IComponent
+//                     (or FUnknown), and the component hands out its
+//                     IAudioProcessor as an object of its own, counted apart,
+//                     that answers no other interface and dies with the
+//                     component. A component deleted while that object is
+//                     still held logs so first.
+//   fx3_refuse        two "Audio Module Class" classes, neither of which
+//                     gives an audio processor: the factory makes the first
+//                     only as IComponent, and that component refuses
+//                     IAudioProcessor; it makes the second as neither
 //   fx3_midi          one class, sub-category "Fx": a single-component effect
 //                     with IMidiMapping: stereo pass-through, event input and
 //                     output of 16 channels each; controller 7 of event bus 0
@@ -90,6 +101,7 @@
 //   component event polypressure <channel> <pitch> <pressure> @<offset>
 //   component event sysex <size> @<offset>
 //   component event type <type> @<offset>   (any other event)
+//   component deleted while its processor is held      (fx3_split)
 //   component deleted                        (last reference released)
 //
 //   controller initialize | terminate | connect | disconnect
@@ -174,6 +186,12 @@
 #ifndef FX3_MIDI
 #define FX3_MIDI 0
 #endif
+#ifndef FX3_SPLIT
+#define FX3_SPLIT 0
+#endif
+#ifndef FX3_REFUSE
+#define FX3_REFUSE 0
+#endif
 
 using namespace Steinberg;
 
@@ -209,6 +227,10 @@ const Identity identity = {fx3::throwFactoryClassId, fx3::throwFactoryController
 const Identity identity = {fx3::paramsClassId, nullptr, fx3::paramsName, fx3::effectSubCategories};
 #elif FX3_MIDI
 const Identity identity = {fx3::midiClassId, nullptr, fx3::midiName, fx3::effectSubCategories};
+#elif FX3_SPLIT
+const Identity identity = {fx3::splitClassId, fx3::splitControllerClassId, fx3::splitName, fx3::gainSubCategories};
+#elif FX3_REFUSE
+const Identity identity = {fx3::refuseClassId, fx3::refuseControllerClassId, fx3::refuseName, fx3::gainSubCategories};
 #else
 const Identity identity = {fx3::gainClassId, fx3::gainControllerClassId, fx3::gainName, fx3::gainSubCategories};
 #endif
@@ -340,6 +362,39 @@ void render(const Vst::AudioBusBuffers* input, Vst::AudioBusBuffers& output, Sam
 // ---------------------------------------------------------------------------
 // The processor: IComponent and IAudioProcessor.
 
+class Processor;
+
+// fx3_split's IAudioProcessor: the processor's calls, on an object of its own.
+class ProcessorFace : public Vst::IAudioProcessor {
+public:
+    explicit ProcessorFace(Processor& owner) : owner(owner) {}
+    tresult PLUGIN_API queryInterface(const TUID iid, void** obj) override {
+        if (FUnknownPrivate::iidEqual(iid, FUnknown::iid) || FUnknownPrivate::iidEqual(iid, IAudioProcessor::iid)) {
+            addRef();
+            *obj = static_cast<IAudioProcessor*>(this);
+            return kResultOk;
+        }
+        *obj = nullptr;
+        return kNoInterface;
+    }
+    uint32 PLUGIN_API addRef() override { return uint32(++references); }
+    uint32 PLUGIN_API release() override { return uint32(--references); }
+    tresult PLUGIN_API setBusArrangements(Vst::SpeakerArrangement* inputs, int32 numIns,
+                                          Vst::SpeakerArrangement* outputs, int32 numOuts) override;
+    tresult PLUGIN_API getBusArrangement(Vst::BusDirection dir, int32 index, Vst::SpeakerArrangement& arr) override;
+    tresult PLUGIN_API canProcessSampleSize(int32 symbolicSampleSize) override;
+    uint32 PLUGIN_API getLatencySamples() override;
+    tresult PLUGIN_API setupProcessing(Vst::ProcessSetup& setup) override;
+    tresult PLUGIN_API setProcessing(TBool state) override;
+    tresult PLUGIN_API process(Vst::ProcessData& data) override;
+    uint32 PLUGIN_API getTailSamples() override;
+
+    std::atomic<int> references{0};
+
+private:
+    Processor& owner;
+};
+
 class Processor : public Vst::Component, public Vst::IAudioProcessor {
 public:
     // A host asks for the controller's class before it initialises the
@@ -348,7 +403,11 @@ public:
         if (identity.controllerId)
             setControllerClass(FUID::fromTUID(identity.controllerId));
     }
-    ~Processor() override { pluginLog("component deleted"); }
+    ~Processor() override {
+        if (face.references != 0)
+            pluginLog("component deleted while its processor is held");
+        pluginLog("component deleted");
+    }
 
     tresult PLUGIN_API initialize(FUnknown* context) override {
         pluginLog("component initialize");
@@ -513,13 +572,25 @@ public:
         return Vst::kNoTail;
     }
 
+    tresult PLUGIN_API queryInterface(const TUID iid, void** obj) override {
+        if (FUnknownPrivate::iidEqual(iid, Vst::IAudioProcessor::iid)) {
+            if (FX3_REFUSE) {
+                *obj = nullptr;
+                return kNoInterface;
+            }
+            Vst::IAudioProcessor* processor = FX3_SPLIT ? static_cast<Vst::IAudioProcessor*>(&face) : this;
+            processor->addRef();
+            *obj = processor;
+            return kResultOk;
+        }
+        return Component::queryInterface(iid, obj);
+    }
     OBJ_METHODS(Processor, Component)
-    DEFINE_INTERFACES
-    DEF_INTERFACE(Vst::IAudioProcessor)
-    END_DEFINE_INTERFACES(Component)
     REFCOUNT_METHODS(Component)
 
 private:
+    ProcessorFace face{*this};
+
     static bool handlesSampleSize(int32 symbolicSampleSize) {
         return symbolicSampleSize == Vst::kSample64 || (symbolicSampleSize == Vst::kSample32 && !FX3_DOUBLE_ONLY);
     }
@@ -586,6 +657,20 @@ private:
     std::atomic<double> gain{fx3::gainParameters[0].defaultValue};
     std::atomic<bool> logging{false};
 };
+
+tresult PLUGIN_API ProcessorFace::setBusArrangements(Vst::SpeakerArrangement* inputs, int32 numIns,
+                                                     Vst::SpeakerArrangement* outputs, int32 numOuts) {
+    return owner.setBusArrangements(inputs, numIns, outputs, numOuts);
+}
+tresult PLUGIN_API ProcessorFace::getBusArrangement(Vst::BusDirection dir, int32 index, Vst::SpeakerArrangement& arr) {
+    return owner.getBusArrangement(dir, index, arr);
+}
+tresult PLUGIN_API ProcessorFace::canProcessSampleSize(int32 size) { return owner.canProcessSampleSize(size); }
+uint32 PLUGIN_API ProcessorFace::getLatencySamples() { return owner.getLatencySamples(); }
+tresult PLUGIN_API ProcessorFace::setupProcessing(Vst::ProcessSetup& setup) { return owner.setupProcessing(setup); }
+tresult PLUGIN_API ProcessorFace::setProcessing(TBool state) { return owner.setProcessing(state); }
+tresult PLUGIN_API ProcessorFace::process(Vst::ProcessData& data) { return owner.process(data); }
+uint32 PLUGIN_API ProcessorFace::getTailSamples() { return owner.getTailSamples(); }
 
 // ---------------------------------------------------------------------------
 // Parameters as an edit controller shows them: the part of IEditController
@@ -954,14 +1039,19 @@ FUnknown* createController() {
     return static_cast<Vst::IEditController*>(new Controller());
 }
 
+const int processorRefusals = FX3_SPLIT || FX3_REFUSE ? fx3::refuseProcessor : 0;
+
 const fx3::FactoryClass classes[] = {
     {identity.processorId, kVstAudioEffectClass, identity.name, identity.subCategories, "", fx3::pairVersion,
-     isPair ? int32(Vst::kDistributable) : 0, createProcessor},
+     isPair ? int32(Vst::kDistributable) : 0, createProcessor, false, processorRefusals},
     {identity.controllerId, kVstComponentControllerClass, fx3::pairControllerName, "", "", fx3::pairVersion,
      Vst::kDistributable, createController},
+    // fx3_refuse only: a class the factory makes as nothing the host asks for.
+    {fx3::refuseAllClassId, kVstAudioEffectClass, fx3::refuseAllName, identity.subCategories, "", fx3::pairVersion,
+     Vst::kDistributable, createProcessor, false, fx3::refuseProcessor | fx3::refuseComponent},
 };
 
-const fx3::FactorySetup factorySetup = {3, PFactoryInfo::kUnicode, classes, isPair ? 2 : 1};
+const fx3::FactorySetup factorySetup = {3, PFactoryInfo::kUnicode, classes, FX3_REFUSE ? 3 : isPair ? 2 : 1};
 
 } // namespace
 

@@ -1,0 +1,36 @@
+// What the framework must know of each of our effects at compile time. One
+// header serves the three: FXD_KIND (set by the Makefile) picks the effect.
+#pragma once
+
+#define FXD_GAIN 1
+#define FXD_LATENCY 2
+#define FXD_INSTRUMENT 3
+
+#ifndef FXD_KIND
+#error "FXD_KIND selects the effect"
+#endif
+
+#define DISTRHO_PLUGIN_BRAND "fxhost tests"
+#define DISTRHO_PLUGIN_HAS_UI 0
+#define DISTRHO_PLUGIN_IS_RT_SAFE 1
+#define DISTRHO_PLUGIN_NUM_OUTPUTS 2
+
+#if FXD_KIND == FXD_GAIN
+#define DISTRHO_PLUGIN_NAME "Fxd Gain"
+#define DISTRHO_PLUGIN_URI "urn:fxhost:fxd_gain"
+#define DISTRHO_PLUGIN_NUM_INPUTS 2
+#define DISTRHO_PLUGIN_WANT_STATE 1
+#define DISTRHO_PLUGIN_VST3_CATEGORIES "Fx|Dynamics"
+#elif FXD_KIND == FXD_LATENCY
+#define DISTRHO_PLUGIN_NAME "Fxd Latency"
+#define DISTRHO_PLUGIN_URI "urn:fxhost:fxd_latency"
+#define DISTRHO_PLUGIN_NUM_INPUTS 2
+#define DISTRHO_PLUGIN_WANT_LATENCY 1
+#define DISTRHO_PLUGIN_VST3_CATEGORIES "Fx|Delay"
+#elif FXD_KIND == FXD_INSTRUMENT
+#define DISTRHO_PLUGIN_NAME "Fxd Instrument"
+#define DISTRHO_PLUGIN_URI "urn:fxhost:fxd_instrument"
+#define DISTRHO_PLUGIN_NUM_INPUTS 0
+#define DISTRHO_PLUGIN_IS_SYNTH 1
+#define DISTRHO_PLUGIN_VST3_CATEGORIES "Instrument|Synth"
+#endif
