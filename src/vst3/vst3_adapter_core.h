@@ -97,7 +97,8 @@ public:
     bool setBypass(bool on);
     bool setProcessPrecision(int32 precision);
     // One block through the plug-in; frames may be 0 with null channels, a
-    // flush that delivers pending parameter changes.
+    // flush that delivers pending parameter changes, and delivers them once
+    // more with the next block of frames.
     void processBlock(int32 frames);
     // Puts the host's channel pointers into the bus tables, main buses in
     // order, auxiliary ones silent.

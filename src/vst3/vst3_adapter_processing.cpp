@@ -191,7 +191,13 @@ void Vst3AdapterCore::processBlock(int32 frames) {
     outputTransfer.transferChangesFrom(outputChanges);
     processOutputEvents();
 
-    inputChanges.clearQueue();
+    // Some plug-ins (those made with DPF among them) return from a block of
+    // no frames before they read its parameter changes. The changes of such
+    // a flush therefore ride along with the next real block too: a later
+    // change of the same parameter replaces its point, and a plug-in that
+    // took them already gets the same values once more.
+    if (frames > 0)
+        inputChanges.clearQueue();
     if (inputEvents)
         inputEvents->clear();
 }
