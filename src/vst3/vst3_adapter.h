@@ -95,8 +95,8 @@ public:
 
 private:
     Vst3Adapter(Steinberg::IPluginFactory* factory, Steinberg::Vst::IAudioProcessor* processor,
-                Steinberg::Vst::IComponent* component, Steinberg::Vst::IEditController* controller, const Steinberg::TUID classId,
-                audioMasterCallback audioMaster);
+                Steinberg::Vst::IComponent* component, Steinberg::Vst::IEditController* controller,
+                const Steinberg::TUID classId, audioMasterCallback audioMaster);
     void readClassInfo(Steinberg::IPluginFactory* factory, const Steinberg::TUID classId);
     template <typename Sample> void runBlock(Sample** inputs, Sample** outputs, VstInt32 frames, int32 size);
     void updateProcessLevel();

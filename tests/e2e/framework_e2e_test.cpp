@@ -176,17 +176,6 @@ std::string savedSettings(bool vst3, const std::string& state) {
     return bytes;
 }
 
-std::string scaled(const std::string& frames, float factor) {
-    std::string out = frames;
-    for (size_t i = 0; i + 4 <= out.size(); i += 4) {
-        float v;
-        std::memcpy(&v, &out[i], 4);
-        v *= factor;
-        std::memcpy(&out[i], &v, 4);
-    }
-    return out;
-}
-
 TEST(FrameworkPlugins, SavedSettingsComeBackThroughDataAndStream) {
     ScopedTempFolder folder(L"fxhost framework data");
     const std::wstring dataPath = folder.path() + L"settings.bin";

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,18 @@ inline std::string floatFrames(size_t frames, int channels, size_t first = 0) {
             bytes.append(reinterpret_cast<const char*>(&v), 4);
         }
     return bytes;
+}
+
+// Float 32 samples, each multiplied by `factor`.
+inline std::string scaled(const std::string& frames, float factor) {
+    std::string out = frames;
+    for (size_t i = 0; i + 4 <= out.size(); i += 4) {
+        float v;
+        std::memcpy(&v, &out[i], 4);
+        v *= factor;
+        std::memcpy(&out[i], &v, 4);
+    }
+    return out;
 }
 
 inline std::string pcm16(const std::vector<int16_t>& samples) {

@@ -45,17 +45,6 @@ std::string gainImage(double gain, char controllerByte = 1, const std::string& c
     return image;
 }
 
-std::string scaled(const std::string& frames, float factor) {
-    std::string out = frames;
-    for (size_t i = 0; i + 4 <= out.size(); i += 4) {
-        float v;
-        std::memcpy(&v, &out[i], 4);
-        v *= factor;
-        std::memcpy(&out[i], &v, 4);
-    }
-    return out;
-}
-
 class DataFile {
 public:
     DataFile() : folder(L"fxhost vst3 data") { path = folder.path() + L"settings.bin"; }
