@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 
 #include "host/vst_globals.h"
 #include "parent.h"
