@@ -48,12 +48,12 @@ TEST(CommandLine, LastOfRepeatedKeysWinsAndBadNumbersReadAsZero) {
     CallLog log;
     std::wstring asks = testPlugin(L"fx_asks.dll");
     expectRun(testCommand(asks, {L"--rate", L"44100", L"--rate", L"48000", L"--Rate", L"96000"}), 0, "");
-    Lines rates = log.linesStartingWith("dispatch effSetSampleRate");
+    Lines rates = log.callsStartingWith("dispatch effSetSampleRate");
     EXPECT_EQ(rates, Lines({"dispatch effSetSampleRate 0 0 48000"}));
 
     CallLog second;
     expectRun(testCommand(asks, {L"--rate", L"fast"}), 0, "");
-    EXPECT_TRUE(second.linesStartingWith("dispatch effSetSampleRate").empty());
+    EXPECT_TRUE(second.callsStartingWith("dispatch effSetSampleRate").empty());
 }
 
 TEST(Commands, WordsAreWholeAndCaseSensitive) {
@@ -72,7 +72,7 @@ TEST(Commands, BadWordWithBadPluginReportsThePlugin) {
 TEST(Commands, TestOpensAndClosesInOrder) {
     CallLog log;
     expectRun(testCommand(testPlugin(L"fx_effect.dll")), 0, "");
-    EXPECT_EQ(log.lines(), Lines({
+    EXPECT_EQ(log.calls(), Lines({
                                "entry",
                                "dispatch effOpen 0 0 0",
                                "dispatch effSetBlockSize 0 512 0",
@@ -87,7 +87,7 @@ TEST(Commands, RateIsGivenOnlyWhenPositive) {
     {
         CallLog log;
         expectRun(testCommand(effect, {L"--rate", L"48000"}), 0, "");
-        Lines calls = log.lines();
+        Lines calls = log.calls();
         ASSERT_GE(calls.size(), 3u);
         EXPECT_EQ(calls[1], "dispatch effOpen 0 0 0");
         EXPECT_EQ(calls[2], "dispatch effSetSampleRate 0 0 48000");
@@ -96,7 +96,7 @@ TEST(Commands, RateIsGivenOnlyWhenPositive) {
     for (const wchar_t* rate : {L"0", L"-5"}) {
         CallLog log;
         expectRun(testCommand(effect, {L"--rate", rate}), 0, "");
-        EXPECT_TRUE(log.linesStartingWith("dispatch effSetSampleRate").empty()) << narrow(rate);
+        EXPECT_TRUE(log.callsStartingWith("dispatch effSetSampleRate").empty()) << narrow(rate);
     }
 }
 
@@ -120,8 +120,8 @@ TEST(Commands, HasEditorWantsAnEditorOrParameters) {
 TEST(Commands, MainEntryIsTheFallback) {
     CallLog log;
     expectRun(testCommand(testPlugin(L"fx_mainonly.dll")), 0, "");
-    ASSERT_FALSE(log.lines().empty());
-    EXPECT_EQ(log.lines().front(), "entry");
+    ASSERT_FALSE(log.calls().empty());
+    EXPECT_EQ(log.calls().front(), "entry");
 }
 
 TEST(Failures, RefusedPluginsNameTheirPath) {
@@ -148,7 +148,7 @@ TEST(Failures, MissingLibrary) {
 TEST(Failures, PluginThatThrowsFromOpenIsStillClosed) {
     CallLog log;
     testCommand(testPlugin(L"fx_throw_open.dll"));
-    EXPECT_EQ(log.lines(), Lines({
+    EXPECT_EQ(log.calls(), Lines({
                                "entry",
                                "dispatch effOpen 0 0 0",
                                "dispatch effMainsChanged 0 0 0",
@@ -159,7 +159,7 @@ TEST(Failures, PluginThatThrowsFromOpenIsStillClosed) {
 TEST(Failures, InstrumentIsNeverOpened) {
     CallLog log;
     testCommand(testPlugin(L"fx_synth.dll"));
-    EXPECT_EQ(log.lines(), Lines({"entry"}));
+    EXPECT_EQ(log.calls(), Lines({"entry"}));
 }
 
 TEST(VstVersion, ChoosesWhatIsTried) {
@@ -171,14 +171,14 @@ TEST(VstVersion, ChoosesWhatIsTried) {
     for (const wchar_t* version : {L"4", L"0", L"x", L"3"}) {
         CallLog log;
         expectRun(testCommand(effect, {L"--vst-version", version}), exitFailure, "Could not open VST.");
-        EXPECT_TRUE(log.lines().empty()) << "nothing may be tried for --vst-version " << narrow(version);
+        EXPECT_TRUE(log.calls().empty()) << "nothing may be tried for --vst-version " << narrow(version);
     }
 }
 
 TEST(HostAnswers, InsideTheEntryAndAfterwards) {
     CallLog log;
     expectRun(testCommand(testPlugin(L"fx_asks.dll"), {L"--rate", L"48000", L"--process", L"realtime"}), 0, "");
-    Lines calls = log.lines();
+    Lines calls = log.calls();
     Lines fromEntry, fromOpen;
     Lines* current = nullptr;
     for (const std::string& line : calls) {
@@ -243,7 +243,7 @@ TEST(Paths, WorkingDirectoryIsThePluginsFolder) {
     CallLog log;
     std::wstring plugin = testPlugin(L"fx_asks.dll");
     expectRun(testCommand(plugin), 0, "");
-    Lines cwd = log.linesStartingWith("cwd ");
+    Lines cwd = log.callsStartingWith("cwd ");
     ASSERT_EQ(cwd.size(), 1u);
     // GetCurrentDirectoryW has no trailing backslash except at a drive root.
     std::wstring folder = binFolder() + L"plugins";

@@ -234,7 +234,7 @@ TEST(FrameworkShape, ProcessorApartFromItsComponentRunsAndIsFreedLast) {
                           audio);
     EXPECT_EQ(run.exitCode, 0u) << run.error;
     EXPECT_TRUE(sameBytes(run.output.substr(0, audio.size()), audio));
-    std::vector<std::string> lines = log.lines();
+    std::vector<std::string> lines = log.calls();
     auto has = [&](const char* line) { return std::find(lines.begin(), lines.end(), line) != lines.end(); };
     // Connected through the component, since the processor is no connection point.
     EXPECT_TRUE(has("component connect"));
@@ -251,7 +251,7 @@ TEST(FrameworkShape, ClassesWithoutAProcessorOpenNothingAndLeakNothing) {
     EXPECT_EQ(run.exitCode, exitFailure);
     EXPECT_EQ(run.error, "Could not load VST: " + narrow(plugin) + newline + "Could not open VST.");
     EXPECT_EQ(runHost({L"test", L"--vst", plugin, L"--vst-version", L"3"}).error, "Could not open VST.");
-    std::vector<std::string> lines = log.lines();
+    std::vector<std::string> lines = log.calls();
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "factory createInstance component"), 2);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "component deleted"), 2);
 }

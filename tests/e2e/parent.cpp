@@ -7,17 +7,6 @@
 #include "support/text/utf.h"
 #include "support/win32.h"
 
-std::string narrow(const std::wstring& text) { return Qz::wideToUtf8(text); }
-
-std::wstring binFolder() {
-    wchar_t path[MAX_PATH * 4];
-    DWORD length = GetModuleFileNameW(NULL, path, DWORD(sizeof path / sizeof path[0]));
-    std::wstring folder(path, length);
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
-}
-
-std::wstring testPlugin(const std::wstring& fileName) { return binFolder() + L"plugins\\" + fileName; }
-
 std::wstring hostExecutable() { return binFolder() + L"fxhost.exe"; }
 
 std::wstring quoteArgument(const std::wstring& argument) {
@@ -159,70 +148,6 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
     outReader.join();
     errReader.join();
     return run;
-}
-
-ScopedTempFolder::ScopedTempFolder(const std::wstring& name) {
-    wchar_t base[MAX_PATH + 1];
-    GetTempPathW(MAX_PATH + 1, base);
-    folder = std::wstring(base) + name + L"-" + std::to_wstring(GetCurrentProcessId()) + L"\\";
-    CreateDirectoryW(folder.c_str(), NULL);
-}
-
-ScopedTempFolder::~ScopedTempFolder() {
-    WIN32_FIND_DATAW found;
-    HANDLE search = FindFirstFileW((folder + L"*").c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) {
-        do {
-            if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
-                DeleteFileW((folder + found.cFileName).c_str());
-        } while (FindNextFileW(search, &found));
-        FindClose(search);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
-
-namespace {
-int logsMade = 0;
-} // namespace
-
-// A folder of its own per log, so that a second log in one test starts empty.
-CallLog::CallLog()
-    : folder(L"fxhost-log-" + std::to_wstring(++logsMade)), file(folder.path() + L"calls.log") {
-    SetEnvironmentVariableW(L"FXHOST_TEST_LOG", file.c_str());
-}
-
-CallLog::~CallLog() { SetEnvironmentVariableW(L"FXHOST_TEST_LOG", NULL); }
-
-std::vector<std::string> CallLog::lines() const {
-    std::vector<std::string> result;
-    HANDLE h = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, NULL, OPEN_EXISTING, 0, NULL);
-    if (h == INVALID_HANDLE_VALUE)
-        return result;
-    std::string text;
-    char buffer[4096];
-    DWORD got = 0;
-    while (ReadFile(h, buffer, sizeof buffer, &got, NULL) && got > 0)
-        text.append(buffer, got);
-    CloseHandle(h);
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        std::string line = text.substr(start, end - start);
-        size_t blank = line.find(' ');
-        result.push_back(blank == std::string::npos ? line : line.substr(blank + 1));
-        start = end + 1;
-    }
-    return result;
-}
-
-std::vector<std::string> CallLog::linesStartingWith(const std::string& prefix) const {
-    std::vector<std::string> result;
-    for (const std::string& line : lines())
-        if (line.compare(0, prefix.size(), prefix) == 0)
-            result.push_back(line);
-    return result;
 }
 
 namespace {

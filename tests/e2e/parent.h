@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/test_files.h"
+
 struct HostRun {
     uint32_t exitCode = 0;  // 0xFFFFFFFF is the host's -1
     std::string output;     // bytes the host wrote on standard output
@@ -16,11 +18,6 @@ struct HostRun {
 
 const uint32_t exitFailure = 0xFFFFFFFFu;
 
-// Folder of the running test executable, with a trailing backslash.
-std::wstring binFolder();
-// A test plug-in by file name, e.g. L"fx_effect.dll".
-std::wstring testPlugin(const std::wstring& fileName);
-// fxhost.exe beside the test executable.
 std::wstring hostExecutable();
 
 // How the host's standard input is fed. From a file, the end of the data
@@ -36,40 +33,6 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
 
 // Quotes one argument so that CommandLineToArgvW gives it back unchanged.
 std::wstring quoteArgument(const std::wstring& argument);
-
-std::string narrow(const std::wstring& text); // UTF-8
-
-// A folder under the system's temporary folder, removed with its files at
-// the end of the scope. `name` may be any Unicode text.
-class ScopedTempFolder {
-public:
-    explicit ScopedTempFolder(const std::wstring& name);
-    ~ScopedTempFolder();
-    ScopedTempFolder(const ScopedTempFolder&) = delete;
-    ScopedTempFolder& operator=(const ScopedTempFolder&) = delete;
-    const std::wstring& path() const { return folder; } // with a trailing backslash
-
-private:
-    std::wstring folder;
-};
-
-// While alive, test plug-ins started by runHost append their call log to a
-// fresh file (they look for FXHOST_TEST_LOG in their environment).
-class CallLog {
-public:
-    CallLog();
-    ~CallLog();
-    CallLog(const CallLog&) = delete;
-    CallLog& operator=(const CallLog&) = delete;
-    // Every line so far, without the plug-in's name in front.
-    std::vector<std::string> lines() const;
-    // Only the lines that start with `prefix`.
-    std::vector<std::string> linesStartingWith(const std::string& prefix) const;
-
-private:
-    ScopedTempFolder folder;
-    std::wstring file;
-};
 
 // The server end of a named pipe, made by the parent before it starts the
 // host with --pipe or --inpipe, as a real parent does.

@@ -46,7 +46,7 @@ TEST(ChunkedProtocol, WorkedExchange) {
     EXPECT_EQ(hex(run.output, 20 + 16384, 4), "00 02 00 00 ");
     EXPECT_EQ(hex(run.output, 20 + 16388, 4), "00 10 00 00 ");
 
-    Lines calls = log.lines();
+    Lines calls = log.calls();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "processReplacing 512"), 4 + 2) << "4 slices, 2 tail blocks";
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "dispatch effClose 0 0 0"), 2) << "reopened once";
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "setParameter 0 0"), 1) << "64 bytes of settings";
@@ -100,13 +100,13 @@ TEST(ChunkedProtocol, SettingsReachThePlugin) {
         float values[2] = {0.125f, 0.75f};
         std::string blob(reinterpret_cast<const char*>(values), 8);
         runHost(processArguments(L"fx_params_noeditor.dll", chunkedFloat), message(2, blob));
-        EXPECT_EQ(log.linesStartingWith("setParameter"), Lines({"setParameter 0 0.125", "setParameter 1 0.75"}));
+        EXPECT_EQ(log.callsStartingWith("setParameter"), Lines({"setParameter 0 0.125", "setParameter 1 0.75"}));
     }
     {
         CallLog log;
         runHost(processArguments(L"fx_chunk.dll", chunkedFloat), message(2, "preset=warm"));
-        EXPECT_EQ(log.linesStartingWith("dispatch effSetChunk"), Lines({"dispatch effSetChunk 0 11 0"}));
-        EXPECT_EQ(log.linesStartingWith("chunk "), Lines({"chunk preset=warm"}));
+        EXPECT_EQ(log.callsStartingWith("dispatch effSetChunk"), Lines({"dispatch effSetChunk 0 11 0"}));
+        EXPECT_EQ(log.callsStartingWith("chunk "), Lines({"chunk preset=warm"}));
     }
 }
 
@@ -122,7 +122,7 @@ TEST(ChunkedProtocol, ReopenGivesAFreshInstance) {
     std::string expected = formatRecord(44100, 2, 3, 2, 3) + std::string(100 * 8, '\0') + le32(512) +
                            formatRecord(44100, 2, 3, 2, 3) + std::string(512 * 8, '\0') + le32(512);
     EXPECT_TRUE(sameBytes(run.output, expected));
-    EXPECT_EQ(log.linesStartingWith("entry").size(), 2u);
+    EXPECT_EQ(log.callsStartingWith("entry").size(), 2u);
 }
 
 TEST(ChunkedProtocol, Failures) {
@@ -172,7 +172,7 @@ TEST(PlainProtocol, WholeStreamsOfAnyLength) {
         EXPECT_EQ(run.exitCode, 0u) << frames;
         EXPECT_EQ(run.error, "") << frames;
         EXPECT_TRUE(sameBytes(run.output, pcm16(halved(in)))) << frames << " frames";
-        Lines blocks = log.linesStartingWith("processReplacing");
+        Lines blocks = log.callsStartingWith("processReplacing");
         EXPECT_EQ(blocks.size(), (frames + 511) / 512 + 1) << "the blocks, then one silent tail block";
         if (frames == 513) {
             EXPECT_EQ(blocks[1], "processReplacing 1");
@@ -283,7 +283,7 @@ TEST(Precision, ChosenByOptionsAndPlugin) {
         EXPECT_EQ(run.exitCode, 0u) << what;
         EXPECT_TRUE(sameBytes(run.output, expected)) << what;
         for (const std::string& call : calls)
-            EXPECT_EQ(log.linesStartingWith(call + " ").empty(), call != c.call) << what << ": " << call;
+            EXPECT_EQ(log.callsStartingWith(call + " ").empty(), call != c.call) << what << ": " << call;
     }
 }
 
@@ -295,7 +295,7 @@ TEST(Pins, UnusedPinsAreConnectedOff) {
                           in);
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_TRUE(sameBytes(run.output, in));
-    EXPECT_EQ(log.linesStartingWith("dispatch effConnectInput"),
+    EXPECT_EQ(log.callsStartingWith("dispatch effConnectInput"),
               Lines({"dispatch effConnectInput 0 1 0", "dispatch effConnectInput 1 1 0",
                      "dispatch effConnectInput 2 0 0", "dispatch effConnectInput 3 0 0"}));
 }
@@ -306,7 +306,7 @@ TEST(CallOrder, AWholeProcessRun) {
                                                               L"--chanmask", L"3", L"--bits", L"16"}),
                           std::string(4 * 600, '\x01'));
     EXPECT_EQ(run.exitCode, 0u);
-    Lines calls = log.lines();
+    Lines calls = log.calls();
     Lines withoutParameters;
     for (const std::string& line : calls)
         if (line.compare(0, 12, "getParameter") != 0)

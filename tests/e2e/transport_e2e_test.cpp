@@ -15,26 +15,6 @@ namespace {
 typedef std::vector<std::string> Lines;
 const std::string newline = "\r\n";
 
-std::string readWholeFile(const std::wstring& path) {
-    std::string bytes;
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, 0, NULL);
-    if (file == INVALID_HANDLE_VALUE)
-        return "(missing)";
-    char buffer[65536];
-    DWORD got = 0;
-    while (ReadFile(file, buffer, sizeof buffer, &got, NULL) && got)
-        bytes.append(buffer, got);
-    CloseHandle(file);
-    return bytes;
-}
-
-void writeWholeFile(const std::wstring& path, const std::string& bytes) {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, 0, NULL);
-    DWORD written = 0;
-    WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, NULL);
-    CloseHandle(file);
-}
-
 const std::vector<std::wstring> floatStereo = {L"--bits", L"32", L"--formattag", L"3"};
 
 std::vector<std::wstring> with(std::vector<std::wstring> a, const std::vector<std::wstring>& b) {
@@ -166,7 +146,7 @@ TEST(Transports, NonAsciiPathsEverywhere) {
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.error, "");
     EXPECT_TRUE(sameBytes(readWholeFile(output), audio));
-    EXPECT_EQ(log.linesStartingWith("chunk "), Lines({"chunk preset=bright"}));
+    EXPECT_EQ(log.callsStartingWith("chunk "), Lines({"chunk preset=bright"}));
 }
 
 TEST(SettingsFile, LoadedBeforeTheCommandOnlyWhenUsable) {
@@ -177,7 +157,7 @@ TEST(SettingsFile, LoadedBeforeTheCommandOnlyWhenUsable) {
     {
         CallLog log;
         runHost({L"process", L"--vst", testPlugin(L"fx_params_noeditor.dll"), L"--data", data});
-        EXPECT_EQ(log.linesStartingWith("setParameter"),
+        EXPECT_EQ(log.callsStartingWith("setParameter"),
                   Lines({"setParameter 0 0.5", "setParameter 1 -2", "setParameter 2 0.125"}));
     }
     {
@@ -185,14 +165,14 @@ TEST(SettingsFile, LoadedBeforeTheCommandOnlyWhenUsable) {
         CallLog log;
         runHost({L"test", L"--vst", testPlugin(L"fx_params_noeditor.dll"), L"--data", data});
         runHost({L"has-editor", L"--vst", testPlugin(L"fx_params_noeditor.dll"), L"--data", data});
-        EXPECT_TRUE(log.linesStartingWith("setParameter").empty());
+        EXPECT_TRUE(log.callsStartingWith("setParameter").empty());
     }
     {
         // Neither an editor nor parameters: nothing to give the blob to.
         CallLog log;
         runHost({L"frobnicate", L"--vst", testPlugin(L"fx_bare.dll"), L"--data", data});
-        EXPECT_TRUE(log.linesStartingWith("setParameter").empty());
-        EXPECT_TRUE(log.linesStartingWith("dispatch effSetChunk").empty());
+        EXPECT_TRUE(log.callsStartingWith("setParameter").empty());
+        EXPECT_TRUE(log.callsStartingWith("dispatch effSetChunk").empty());
     }
     {
         // A missing file is quietly no settings.
@@ -200,7 +180,7 @@ TEST(SettingsFile, LoadedBeforeTheCommandOnlyWhenUsable) {
         HostRun run = runHost({L"frobnicate", L"--vst", testPlugin(L"fx_params_noeditor.dll"), L"--data",
                                folder.path() + L"absent.bin"});
         EXPECT_EQ(run.error, "Invalid arguments, no command found." + newline);
-        EXPECT_TRUE(log.linesStartingWith("setParameter").empty());
+        EXPECT_TRUE(log.callsStartingWith("setParameter").empty());
     }
 }
 
@@ -223,8 +203,8 @@ TEST(IdleTimer, RunsBetweenBlocksOfASlowStream) {
     parent.join();
     EXPECT_EQ(run.exitCode, 0u);
     // effIdle answers 0 ("done"), so the plug-in is called once.
-    EXPECT_EQ(log.linesStartingWith("dispatch effIdle").size(), 1u);
-    Lines calls = log.lines();
+    EXPECT_EQ(log.callsStartingWith("dispatch effIdle").size(), 1u);
+    Lines calls = log.calls();
     auto idle = std::find(calls.begin(), calls.end(), "dispatch effIdle 0 0 0");
     auto firstBlock = std::find(calls.begin(), calls.end(), "processReplacing 512");
     EXPECT_TRUE(firstBlock < idle) << "between blocks, not before the stream began";

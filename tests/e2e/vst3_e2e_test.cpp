@@ -174,7 +174,7 @@ TEST(Vst3Settings, DataFileAndStreamCarryPresetImages) {
 // questions that only read (bus and parameter descriptions).
 Lines lifecycleCalls(const CallLog& log) {
     Lines calls;
-    for (const std::string& line : log.lines())
+    for (const std::string& line : log.calls())
         if (line.find("getBusCount") == std::string::npos && line.find("getBusInfo") == std::string::npos &&
             line.find("getParamNormalized") == std::string::npos &&
             line.find("getParameterInfo") == std::string::npos)
@@ -256,7 +256,7 @@ TEST(Vst3Lifecycle, ReopenMakesANewAdapterFromTheLoadedModule) {
     EXPECT_EQ(run.exitCode, 0u) << run.error;
     // The settings went with the old instance: the new one has its default.
     EXPECT_TRUE(sameBytes(run.output, format + format + audio + le32(0)));
-    Lines calls = log.lines();
+    Lines calls = log.calls();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "InitDll"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "GetPluginFactory"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "component initialize"), 2);
