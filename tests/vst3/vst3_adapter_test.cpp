@@ -1,46 +1,39 @@
-// The adapter against a stub plug-in in this process: which parameters VST 2
-// sees, buses and blocks, precision, restarts that meet a block, MIDI both
-// ways, and that effClose destroys the adapter whatever the plug-in holds.
+// The adapter against the stub plug-in, in this process: the parameters and
+// programs VST 2 sees, changes on their way to the processor (the zero-frame
+// flush among them), buses and precision, a restart that meets a block, MIDI
+// both ways, and the set-up and teardown of a plug-in that is one object.
+
+#include "vst3/vst3_adapter.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "../plugins/vst3/test_effect_ids.h"
 #include "adapter_stub.h"
-#include "test_plugins.h"
-#include "vst3/module.h"
-#include "vst3/vst3_adapter.h"
 
 namespace {
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
+typedef std::vector<std::string> Lines;
 
-// What the host callback was asked, and what it answers.
+// What the host callback was asked.
 struct Host {
-    std::vector<std::string> calls;
-    VstInt32 processLevel = kVstProcessLevelOffline;
-    VstEvents* events = nullptr;
-    int32 eventCount = 0;
-    VstMidiEvent firstEvent = {};
+    Lines calls;
+    std::vector<VstMidiEvent> events;
 };
 Host* host = nullptr;
 
 VstIntPtr VSTCALLBACK hostCallback(AEffect*, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt) {
-    if (!host)
-        return 0;
     switch (opcode) {
     case audioMasterGetCurrentProcessLevel:
-        return host->processLevel;
+        return kVstProcessLevelOffline;
     case audioMasterAutomate:
         host->calls.push_back("automate " + std::to_string(index) + " " + std::to_string(opt));
         return 0;
     case audioMasterProcessEvents:
-        host->events = static_cast<VstEvents*>(ptr);
-        host->eventCount = host->events->numEvents;
-        if (host->eventCount > 0)
-            std::memcpy(&host->firstEvent, host->events->events[0], sizeof host->firstEvent);
+        for (VstInt32 i = 0; i < static_cast<VstEvents*>(ptr)->numEvents; ++i)
+            host->events.push_back(*reinterpret_cast<VstMidiEvent*>(static_cast<VstEvents*>(ptr)->events[i]));
         return 1;
     case audioMasterWantMidi:
         host->calls.push_back("wantMidi " + std::to_string(value));
@@ -67,9 +60,19 @@ struct Adapted {
         effect = base ? base->getAeffect() : nullptr;
         return base != nullptr;
     }
-    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
-                       float opt = 0.0f) {
-        return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr) {
+        return effect->dispatcher(effect, opcode, index, value, ptr, 0.0f);
+    }
+    std::string text(VstInt32 opcode, VstInt32 index = 0) {
+        char buffer[1024] = {};
+        dispatch(opcode, index, 0, buffer);
+        return buffer;
+    }
+    // A block of `frames`; none has null channels, as the host's flush.
+    void block(VstInt32 frames) {
+        float buffer[8] = {};
+        float* planes[2] = {frames ? buffer : nullptr, frames ? buffer : nullptr};
+        effect->processReplacing(effect, planes, planes, frames);
     }
     ~Adapted() {
         if (effect)
@@ -79,89 +82,111 @@ struct Adapted {
     }
 };
 
-std::vector<std::string> after(const std::vector<std::string>& calls, size_t from) {
-    return std::vector<std::string>(calls.begin() + std::ptrdiff_t(from), calls.end());
+Lines after(const Lines& calls, size_t from) {
+    return Lines(calls.begin() + std::ptrdiff_t(from), calls.end());
 }
 
-TEST(Vst3Adapter, ParametersVst2Sees) {
+// "id=value@offset" for every point of every queue of a block.
+Lines changesOf(ProcessData& data) {
+    Lines changes;
+    for (int32 q = 0; data.inputParameterChanges && q < data.inputParameterChanges->getParameterCount(); ++q) {
+        IParamValueQueue* queue = data.inputParameterChanges->getParameterData(q);
+        for (int32 p = 0; p < queue->getPointCount(); ++p) {
+            int32 offset = 0;
+            ParamValue value = 0;
+            queue->getPoint(p, offset, value);
+            changes.push_back(std::to_string(queue->getParameterId()) + "=" + std::to_string(value).substr(0, 4) + "@" +
+                              std::to_string(offset));
+        }
+    }
+    return changes;
+}
+
+TEST(Vst3Adapter, ParametersAndProgramsVst2Sees) {
     Adapted a;
     a.plugin->parameters = {
-        {1, u"Locked", u"L", u"", 0, ParameterInfo::kIsReadOnly, kRootUnitId},
-        {2, u"Bypass", u"B", u"", 1, ParameterInfo::kIsBypass, kRootUnitId},
-        {3, u"Program", u"P", u"", 4, ParameterInfo::kIsProgramChange, kRootUnitId},
+        {1, u"Locked", u"", u"", 0, ParameterInfo::kIsReadOnly, kRootUnitId},
+        {2, u"Bypass", u"", u"", 1, ParameterInfo::kIsBypass, kRootUnitId},
+        {3, u"Program", u"", u"", 4, ParameterInfo::kIsProgramChange, kRootUnitId},
         {4, u"Hidden", u"H", u"dB", 2, ParameterInfo::kIsHidden | ParameterInfo::kCanAutomate, kRootUnitId},
-        {5, u"A title much longer than thirty-two units", u"A short title also over thirty-two units", u"", 0,
-         0, kRootUnitId},
+        {5, u"A title much longer than thirty-two units", u"A short title also over thirty-two units", u"", 0, 0,
+         kRootUnitId},
+        {6, u"Cutoff", u"", u"Hz", 0, 0, 2},
     };
+    a.plugin->units = {UnitInfo{kRootUnitId, kNoParentUnitId, {'R', 'o', 'o', 't'}, 1},
+                       UnitInfo{1, kRootUnitId, {'O', 's', 'c'}, kNoProgramListId},
+                       UnitInfo{2, 1, {'F', 'i', 'l', 't', 'e', 'r'}, kNoProgramListId}};
+    a.plugin->programLists = {ProgramListInfo{1, {}, 3}};
+    a.plugin->programNames = {u"Init", u"Warm", u"Bright"};
     ASSERT_TRUE(a.create());
-    EXPECT_EQ(a.effect->numParams, 2) << "read-only, bypass and program change are not exported";
-    EXPECT_EQ(a.adapter->parameterIndexMap.at(4), 0);
-    EXPECT_EQ(a.adapter->parameterIndexMap.count(2), 0u);
-    EXPECT_EQ(a.adapter->bypassParamId, 2u);
-    EXPECT_EQ(a.dispatch(effCanDo, 0, 0, const_cast<char*>("BYPASS")), 1);
 
-    char text[1024];
-    a.dispatch(effGetParamName, 0, 0, text);
-    EXPECT_STREQ(text, "Hidden");
-    a.dispatch(effGetParamName, 1, 0, text);
-    EXPECT_STREQ(text, "A short title also over thirty-t") << "title, then short title, cut at 32 bytes";
-    a.dispatch(effGetParamLabel, 0, 0, text);
-    EXPECT_STREQ(text, "dB");
+    // Read-only, bypass and program change are no VST 2 parameters; names
+    // carry their unit's path below the root, else the title, else the
+    // short title, cut to 32 bytes.
+    EXPECT_EQ(a.effect->numParams, 3);
+    const char* names[] = {"Root.Hidden", "A short title also over thirty-t", "Osc.Filter.Cutoff"};
+    for (VstInt32 i = 0; i < 3; ++i)
+        EXPECT_EQ(a.text(effGetParamName, i), names[i]) << "parameter " << i;
+    EXPECT_EQ(a.text(effGetParamLabel, 0), "dB");
+    EXPECT_EQ(a.text(effGetParamLabel, 2), "Hz");
     VstParameterProperties properties = {};
     EXPECT_EQ(a.dispatch(effGetParameterProperties, 0, 0, &properties), 1);
     EXPECT_EQ(properties.flags, kVstParameterUsesIntegerMinMax);
     EXPECT_EQ(properties.maxInteger, 2);
-    EXPECT_THROW(a.dispatch(effGetParamLabel, 7, 0, text), std::out_of_range);
+    EXPECT_EQ(a.dispatch(effCanDo, 0, 0, const_cast<char*>("bypass")), 1);
+
+    // Programs: counted from the root unit's list; a program beyond them is
+    // ignored, one within sets the program change parameter.
+    EXPECT_EQ(a.effect->numPrograms, 3);
+    EXPECT_EQ(a.text(effGetProgramName), "Init");
+    a.dispatch(effSetProgram, 0, 2);
+    a.dispatch(effSetProgram, 0, 3);
+    EXPECT_EQ(a.dispatch(effGetProgram), 2);
+    EXPECT_EQ(a.text(effGetProgramName), "Bright");
 
     // A value just set shows in the display at once; the controller hears of
     // it only at the timer.
     a.effect->setParameter(a.effect, 0, 0.5f);
-    a.dispatch(effGetParamDisplay, 0, 0, text);
-    EXPECT_STREQ(text, "v5");
+    EXPECT_EQ(a.text(effGetParamDisplay, 0), "v5");
     EXPECT_EQ(a.effect->getParameter(a.effect, 0), 0.0f);
     a.adapter->onTimer(nullptr);
     EXPECT_EQ(a.effect->getParameter(a.effect, 0), 0.5f);
 
-    // The plug-in's own edit of the bypass reaches the processor and the
-    // editor, but has no VST 2 index to automate.
-    std::vector<std::pair<ParamID, double>> edits;
-    a.adapter->onParamEdit = [&](ParamID id, double& value) { edits.push_back({id, value}); };
+    // The plug-in's own edits reach the processor; only an exported
+    // parameter is automated.
     a.adapter->performEdit(2, 1.0);
     a.adapter->performEdit(4, 0.25);
-    EXPECT_EQ(a.calls.calls, std::vector<std::string>({"automate 0 0.250000"}));
-    EXPECT_EQ(edits.size(), 2u);
+    EXPECT_EQ(a.calls.calls, Lines({"automate 0 0.250000"}));
 
-    std::vector<std::pair<ParamID, double>> delivered;
+    // The flush hands the changes over, the later 0.25 in place of the
+    // host's 0.5 at the same offset, and the next block gets them again.
+    Lines delivered;
     a.plugin->onProcess = [&](ProcessData& data) {
-        for (int32 q = 0; data.inputParameterChanges && q < data.inputParameterChanges->getParameterCount(); ++q) {
-            IParamValueQueue* queue = data.inputParameterChanges->getParameterData(q);
-            int32 offset;
-            ParamValue value;
-            queue->getPoint(queue->getPointCount() - 1, offset, value);
-            delivered.push_back({queue->getParameterId(), value});
-        }
+        Lines changes = changesOf(data);
+        delivered.insert(delivered.end(), changes.begin(), changes.end());
+        delivered.push_back("|");
+        int32 index;
+        data.outputParameterChanges->addParameterData(6, index)->addPoint(0, 0.75, index);
     };
-    // A block of no frames with null channels is how pending changes reach
-    // the processor before its state is read.
-    float* none[2] = {nullptr, nullptr};
-    a.effect->processReplacing(a.effect, none, none, 0);
-    EXPECT_EQ(a.plugin->calls.back(), "process 0");
-    // 0.25 replaced the host's 0.5 at the same sample offset.
-    std::vector<std::pair<ParamID, double>> expected = {{4, 0.25}, {2, 1.0}};
-    EXPECT_EQ(delivered, expected);
+    a.block(0);
+    a.block(4);
+    a.block(4);
+    EXPECT_EQ(delivered,
+              Lines({"3=0.50@0", "4=0.25@0", "2=1.00@0", "|", "3=0.50@0", "4=0.25@0", "2=1.00@0", "|", "|"}));
+    // The processor's own changes reach the controller at the timer.
+    a.adapter->onTimer(nullptr);
+    EXPECT_EQ(a.effect->getParameter(a.effect, 2), 0.75f);
 }
 
 TEST(Vst3Adapter, BusesPrecisionAndBlocks) {
     Adapted a;
-    a.plugin->inputs.push_back({u"Side", kAudio, kAux, 2, BusInfo::kDefaultActive});
+    a.plugin->inputs.push_back({u"Side", kAudio, kAux, 2});
     a.plugin->can32 = false;
     ASSERT_TRUE(a.create());
-    EXPECT_EQ(a.effect->numInputs, 2);
-    EXPECT_EQ(a.effect->numOutputs, 2);
+    EXPECT_EQ(a.effect->numInputs, 2) << "the main bus only";
     EXPECT_EQ(a.plugin->count("activateBus 0 0 1 0"), 1) << "the sidechain is switched off";
     EXPECT_TRUE(a.effect->flags & effFlagsCanDoubleReplacing);
-    EXPECT_TRUE(a.effect->flags & effFlagsNoSoundInStop);
-    EXPECT_EQ(a.dispatch(effGetTailSize), 0);
+    EXPECT_EQ(a.dispatch(effSetProcessPrecision, 0, kVstProcessPrecision32), 0);
 
     a.dispatch(effMainsChanged, 0, 1);
     float in[2][4] = {}, out[2][4] = {{9, 9, 9, 9}, {9, 9, 9, 9}};
@@ -170,7 +195,6 @@ TEST(Vst3Adapter, BusesPrecisionAndBlocks) {
     a.effect->processReplacing(a.effect, ins, outs, 4);
     EXPECT_EQ(a.plugin->count("process 4"), 0) << "a float block to a 64-bit-only plug-in is dropped";
     EXPECT_EQ(out[0][0], 9.0f);
-    EXPECT_EQ(a.dispatch(effSetProcessPrecision, 0, kVstProcessPrecision32), 0);
 
     double din[2][4] = {}, dout[2][4] = {};
     double* dins[2] = {din[0], din[1]};
@@ -187,29 +211,24 @@ TEST(Vst3Adapter, BusesPrecisionAndBlocks) {
     size_t before = a.plugin->calls.size();
     a.effect->processDoubleReplacing(a.effect, dins, douts, 4);
     EXPECT_TRUE(checked);
-    EXPECT_EQ(after(a.plugin->calls, before), std::vector<std::string>({"setProcessing 1", "process 4"}));
+    EXPECT_EQ(after(a.plugin->calls, before), Lines({"setProcessing 1", "process 4"}));
     // The dropped block still moved the plug-in to the host's offline level.
-    EXPECT_EQ(a.plugin->count("setupProcessing 2 1 256 44100"), 1);
+    EXPECT_EQ(a.plugin->count("setupProcessing 2 1"), 1);
 }
 
 TEST(Vst3Adapter, RestartInsideABlockWaitsForItsEnd) {
     Adapted a;
     ASSERT_TRUE(a.create());
     a.dispatch(effMainsChanged, 0, 1);
-    bool restarted = false;
     a.plugin->onProcess = [&](ProcessData&) {
-        if (restarted)
-            return;
-        restarted = true;
+        a.plugin->onProcess = nullptr;
         a.plugin->inputs[0].channels = 1;
-        a.plugin->log(a.adapter->restartComponent(kIoChanged) == kResultOk ? "restart ok" : "restart refused");
+        a.plugin->logged(a.adapter->restartComponent(kIoChanged) == kResultOk ? "restart ok" : "restart refused");
         EXPECT_EQ(a.effect->numInputs, 2) << "the buses change under a running block";
     };
-    float buffer[4] = {};
-    float* planes[2] = {buffer, buffer};
     size_t before = a.plugin->calls.size();
-    a.effect->processReplacing(a.effect, planes, planes, 4);
-    std::vector<std::string> calls = after(a.plugin->calls, before);
+    a.block(4);
+    Lines calls = after(a.plugin->calls, before);
     auto restart = std::find(calls.begin(), calls.end(), "restart ok");
     ASSERT_NE(restart, calls.end());
     EXPECT_NE(std::find(restart, calls.end(), "activateBus 0 0 0 1"), calls.end()) << "applied after the block";
@@ -219,220 +238,99 @@ TEST(Vst3Adapter, RestartInsideABlockWaitsForItsEnd) {
 
 TEST(Vst3Adapter, MidiBothWays) {
     Adapted a;
-    a.plugin->inputs.push_back({u"Events", kEvent, kMain, 16, 0});
-    a.plugin->outputs.push_back({u"Events", kEvent, kMain, 16, 0});
-    a.plugin->answersMapping = true;
-    a.plugin->answersUnits = true;
-    a.plugin->parameters = {{7, u"Volume", u"Vol", u"", 0, 0, kRootUnitId},
-                            {9, u"Program", u"Prg", u"", 10, ParameterInfo::kIsProgramChange, kRootUnitId}};
+    a.plugin->inputs.push_back({u"Events", kEvent, kMain, 16});
+    a.plugin->outputs.push_back({u"Events", kEvent, kMain, 16});
+    a.plugin->parameters = {{7, u"Volume", u"", u"", 0, 0, kRootUnitId},
+                            {9, u"Program", u"", u"", 10, ParameterInfo::kIsProgramChange, kRootUnitId}};
     a.plugin->units = {UnitInfo{kRootUnitId, kNoParentUnitId, {}, 1}};
-    a.plugin->mapping = [](int32, int16, CtrlNumber number, ParamID& id) {
+    a.plugin->mapping = [](CtrlNumber number, ParamID& id) {
         id = 7;
         return number == 7 ? kResultOk : kResultFalse;
     };
     ASSERT_TRUE(a.create());
-    EXPECT_EQ(a.dispatch(effCanDo, 0, 0, const_cast<char*>("receiveVstMidiEvent")), 1);
     a.dispatch(effMainsChanged, 0, 1);
-    EXPECT_EQ(a.calls.calls, std::vector<std::string>({"wantMidi 1"}));
+    EXPECT_EQ(a.calls.calls, Lines({"wantMidi 1"}));
 
-    VstMidiEvent noteOff = {kVstMidiType, VstInt32(sizeof(VstMidiEvent)), 3, 0, 0, 0, {char(0x91), 60, 0, 0}, 0, 64, 0, 0};
-    VstMidiEvent control = {kVstMidiType, VstInt32(sizeof(VstMidiEvent)), 5, 0, 0, 0, {char(0xB0), 7, 127, 0}, 0, 0, 0, 0};
-    VstMidiEvent badControl = {kVstMidiType, VstInt32(sizeof(VstMidiEvent)), 5, 0, 0, 0, {char(0xB0), char(0x87), 1, 0},
-                               0, 0, 0, 0};
-    VstMidiEvent program = {kVstMidiType, VstInt32(sizeof(VstMidiEvent)), 6, 0, 0, 0, {char(0xC0), 5, 0, 0}, 0, 0, 0, 0};
+    // Offset, status and data bytes; every note-off velocity is 64.
+    const int messages[][4] = {{1, 0x91, 60, 0},  {2, 0x92, 61, 127}, {3, 0x80, 62, 5},
+                               {5, 0xB0, 7, 127}, {5, 0xB0, 0x87, 1}, {6, 0xC0, 5, 0}};
+    VstMidiEvent in[6] = {};
     struct {
         VstInt32 numEvents;
         VstIntPtr reserved;
-        VstEvent* events[4];
-    } list = {4, 0, {reinterpret_cast<VstEvent*>(&noteOff), reinterpret_cast<VstEvent*>(&control),
-                     reinterpret_cast<VstEvent*>(&badControl), reinterpret_cast<VstEvent*>(&program)}};
+        VstEvent* events[6];
+    } list = {6, 0, {}};
+    for (int i = 0; i < 6; ++i) {
+        in[i].type = kVstMidiType;
+        in[i].byteSize = VstInt32(sizeof(VstMidiEvent));
+        in[i].deltaFrames = messages[i][0];
+        for (int b = 0; b < 3; ++b)
+            in[i].midiData[b] = char(messages[i][b + 1]);
+        in[i].noteOffVelocity = 64;
+        list.events[i] = reinterpret_cast<VstEvent*>(&in[i]);
+    }
     a.dispatch(effProcessEvents, 0, 0, &list);
 
-    std::vector<std::string> seen;
+    Lines notes, changes;
     a.plugin->onProcess = [&](ProcessData& data) {
-        Event event = {};
-        ASSERT_EQ(data.inputEvents->getEventCount(), 1);
-        data.inputEvents->getEvent(0, event);
-        EXPECT_EQ(event.type, Event::kNoteOffEvent) << "a note on of velocity 0 is a note off";
-        EXPECT_FLOAT_EQ(event.noteOff.velocity, 64.0f / 127.0f);
-        EXPECT_EQ(event.noteOff.channel, 1);
-        for (int32 q = 0; q < data.inputParameterChanges->getParameterCount(); ++q) {
-            IParamValueQueue* queue = data.inputParameterChanges->getParameterData(q);
-            int32 offset;
-            ParamValue value;
-            queue->getPoint(0, offset, value);
-            seen.push_back(std::to_string(queue->getParameterId()) + "@" + std::to_string(offset) + "=" +
-                           std::to_string(value));
+        for (int32 i = 0; i < data.inputEvents->getEventCount(); ++i) {
+            Event e = {};
+            data.inputEvents->getEvent(i, e);
+            bool on = e.type == Event::kNoteOnEvent;
+            notes.push_back(std::string(on ? "on " : "off ") + std::to_string(on ? e.noteOn.pitch : e.noteOff.pitch) +
+                            " " + std::to_string(on ? e.noteOn.velocity : e.noteOff.velocity).substr(0, 4));
         }
-        // Out again: a note on of a tiny velocity leaves as a note off.
-        Event out = {};
-        out.type = Event::kNoteOnEvent;
-        out.sampleOffset = 2;
-        out.noteOn.channel = 3;
-        out.noteOn.pitch = 64;
-        out.noteOn.velocity = 0.001f;
-        data.outputEvents->addEvent(out);
+        changes = changesOf(data);
+        // Out again: a velocity that rounds to 0 leaves as a note off.
+        for (float velocity : {1.0f, 0.001f}) {
+            Event out = {};
+            out.type = Event::kNoteOnEvent;
+            out.sampleOffset = 2;
+            out.noteOn.channel = 3;
+            out.noteOn.pitch = 64;
+            out.noteOn.velocity = velocity;
+            data.outputEvents->addEvent(out);
+        }
     };
-    float buffer[8] = {};
-    float* planes[2] = {buffer, buffer};
-    a.effect->processReplacing(a.effect, planes, planes, 8);
-    EXPECT_EQ(seen, std::vector<std::string>({"7@5=1.000000", "9@6=0.500000"}))
-        << "controller 7 by its assignment, controller 0x87 dropped, program 5 of 10 steps";
-    ASSERT_EQ(a.calls.eventCount, 1);
-    EXPECT_EQ(uint8_t(a.calls.firstEvent.midiData[0]), 0x83);
-    EXPECT_EQ(a.calls.firstEvent.midiData[2], 0);
-    EXPECT_EQ(a.calls.firstEvent.deltaFrames, 2);
+    a.block(8);
+    // A note on of velocity 0 is a note off with the event's note-off
+    // velocity; controller 7 goes to its assigned parameter, a controller
+    // number above 127 nowhere, program 5 to the program change parameter
+    // as 5 of its 10 steps.
+    EXPECT_EQ(notes, Lines({"off 60 0.50", "on 61 1.00", "off 62 0.50"}));
+    EXPECT_EQ(changes, Lines({"7=1.00@5", "9=0.50@6"}));
+    Lines out;
+    for (const VstMidiEvent& e : a.calls.events)
+        out.push_back(std::to_string(uint8_t(e.midiData[0])) + " " + std::to_string(e.midiData[1]) + " " +
+                      std::to_string(e.midiData[2]) + " @" + std::to_string(e.deltaFrames));
+    EXPECT_EQ(out, Lines({"147 64 127 @2", "131 64 0 @2"})) << "0x93 and 0x83";
 }
 
-TEST(Vst3Adapter, SetUpAndTearDownOrder) {
+TEST(Vst3Adapter, OneObjectIsSetUpOnceAndTornDownInOrder) {
     Adapted a;
     ASSERT_TRUE(a.create());
-    // A single-component plug-in is initialised and terminated once.
-    EXPECT_EQ(a.plugin->count("initialize"), 1);
-    EXPECT_EQ(a.effect->uniqueID, 0);
-    EXPECT_EQ(a.effect->flags & (effFlagsCanReplacing | effFlagsProgramChunks),
-              effFlagsCanReplacing | effFlagsProgramChunks);
-    EXPECT_EQ(a.dispatch(effGetVstVersion), 2400);
+    EXPECT_EQ(a.plugin->count("initialize"), 1) << "component and controller are one object";
     char fuid[16] = {};
     EXPECT_EQ(a.dispatch(effVendorSpecific, 0x73744341, 0x46554944, fuid), 1);
     EXPECT_EQ(std::memcmp(fuid, classId, 16), 0);
-
-    // The plug-in keeps a reference of its own to the host's interfaces.
-    FUnknown* kept = nullptr;
-    a.adapter->queryInterface(IComponentHandler::iid, reinterpret_cast<void**>(&kept));
-    ASSERT_NE(kept, nullptr);
-    FUnknown* wrapper = nullptr;
-    EXPECT_EQ(a.adapter->queryInterface(IVst3ToVst2Wrapper::iid, reinterpret_cast<void**>(&wrapper)), kResultOk);
-    FUnknown* none = nullptr;
-    EXPECT_EQ(a.adapter->queryInterface(IConnectionPoint::iid, reinterpret_cast<void**>(&none)), kNoInterface);
+    a.dispatch(effMainsChanged, 0, 1);
+    a.block(4);
 
     size_t before = a.plugin->calls.size();
+    a.dispatch(effMainsChanged, 0, 0);
     a.dispatch(effClose);
     a.effect = nullptr;
-    EXPECT_EQ(after(a.plugin->calls, before),
-              std::vector<std::string>({"disconnect", "disconnect", "setComponentHandler null", "terminate"}));
+    EXPECT_EQ(after(a.plugin->calls, before), Lines({"setProcessing 0", "setActive 0", "disconnect", "disconnect",
+                                                     "setComponentHandler null", "terminate"}));
+    EXPECT_EQ(a.plugin->references, 1) << "nothing of the plug-in is kept";
 }
 
-TEST(Vst3Adapter, ProcessorWithoutComponentOrFailingInitIsRefused) {
-    struct FailingInit : stub::Plugin {
-        tresult PLUGIN_API initialize(FUnknown*) override {
-            log("initialize");
-            return kResultFalse;
-        }
-    };
-    Host calls;
-    host = &calls;
-    FailingInit* plugin = new FailingInit;
-    stub::Factory factory(plugin);
-    EXPECT_EQ(Vst3Adapter::create(&factory, classId, hostCallback), nullptr);
-    EXPECT_EQ(plugin->count("terminate"), 1) << "a begun initialize is still undone";
-    EXPECT_EQ(plugin->references, 1) << "nothing of the plug-in is kept";
-    plugin->release();
-    host = nullptr;
-}
-
-// An adapter over the first class of a test module, as the host makes it.
-struct ModuleAdapter {
-    Host calls;
-    VST3::Hosting::Module::Ptr module;
-    AEffect* effect = nullptr;
-    Vst3Adapter* adapter = nullptr;
-
-    explicit ModuleAdapter(const char* fileName) {
-        host = &calls;
-        std::string error;
-        module = VST3::Hosting::Module::create(testPluginPath(fileName), error);
-        if (!module)
-            return;
-        const VST3::Hosting::PluginFactory& factory = module->getFactory();
-        VstEffectBase* base =
-            Vst3Adapter::create(factory.get(), factory.classInfos().front().ID().data(), hostCallback);
-        adapter = static_cast<Vst3Adapter*>(base);
-        effect = base ? base->getAeffect() : nullptr;
-    }
-    ~ModuleAdapter() {
-        if (effect)
-            dispatch(effClose);
-        host = nullptr;
-    }
-    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
-                       float opt = 0.0f) {
-        return effect->dispatcher(effect, opcode, index, value, ptr, opt);
-    }
-    std::string text(VstInt32 opcode, VstInt32 index) {
-        char buffer[1024] = {};
-        dispatch(opcode, index, 0, buffer);
-        return buffer;
-    }
-};
-
-TEST(Vst3AdapterModules, ClassInformationBecomesVst2Answers) {
-    ModuleAdapter gain("fx3_gain.vst3");
-    ASSERT_NE(gain.effect, nullptr);
-    EXPECT_EQ(gain.text(effGetEffectName, 0), fx3::gainName);
-    EXPECT_EQ(gain.dispatch(effGetVendorVersion), 0x02010300) << "version 2.1.3";
-    EXPECT_EQ(gain.dispatch(effGetPlugCategory), kPlugCategMastering) << "Fx|Dynamics";
-    EXPECT_EQ(gain.text(effGetParamName, 0), "Gain");
-    EXPECT_EQ(gain.text(effGetParamLabel, 0), "dB");
-    EXPECT_EQ(gain.text(effGetParamDisplay, 0), "1.00");
-    char text[] = "0.5";
-    EXPECT_EQ(gain.dispatch(effString2Parameter, 0, 0, text), 0) << "answers 0 even when it worked";
-    EXPECT_EQ(gain.text(effGetParamDisplay, 0), "0.50");
-
-    ModuleAdapter only64("fx3_double.vst3");
-    ASSERT_NE(only64.effect, nullptr);
-    EXPECT_TRUE(only64.effect->flags & effFlagsCanDoubleReplacing);
-    EXPECT_EQ(only64.adapter->sampleSize, kSample64);
-    EXPECT_EQ(only64.dispatch(effSetProcessPrecision, 0, kVstProcessPrecision32), 0);
-
-    // An instrument is marked so; the host refuses it.
-    ModuleAdapter instrument("fx3_instrument.vst3");
-    ASSERT_NE(instrument.effect, nullptr);
-    EXPECT_TRUE(instrument.effect->flags & effFlagsIsSynth);
-}
-
-TEST(Vst3AdapterModules, UnitsProgramsAndMidiProgramNames) {
-    ModuleAdapter params("fx3_params.vst3");
-    ASSERT_NE(params.effect, nullptr);
-    // Locked (read-only), Bypass and Program are not VST 2 parameters.
-    EXPECT_EQ(params.effect->numParams, 5);
-    EXPECT_EQ(params.text(effGetParamName, 0), "Root.Gain") << "the root's own parameters carry its name";
-    EXPECT_EQ(params.text(effGetParamName, 1), "Osc.Filter.Cutoff") << "the walk stops below the root";
-    EXPECT_EQ(params.text(effGetParamName, 2), "Root.Hidden");
-    EXPECT_EQ(params.text(effGetParamName, 3), "Osc.Steps");
-    EXPECT_EQ(params.text(effGetParamName, 4), "Long") << "too long with and without its path";
-    EXPECT_EQ(params.dispatch(effCanDo, 0, 0, const_cast<char*>("midiProgramNames")), 1);
-    EXPECT_EQ(params.dispatch(effCanDo, 0, 0, const_cast<char*>("bypass")), 1);
-
-    // Programs: counted from the root unit's list, named from the first.
-    EXPECT_EQ(params.effect->numPrograms, 3);
-    EXPECT_EQ(params.text(effGetProgramName, 0), "Other A");
-    params.dispatch(effSetProgram, 0, 2);
-    EXPECT_EQ(params.dispatch(effGetProgram), 2);
-    params.dispatch(effSetProgram, 0, 3);
-    EXPECT_EQ(params.dispatch(effGetProgram), 2) << "beyond numPrograms: ignored";
-
-    MidiProgramCategory category = {};
-    EXPECT_EQ(params.dispatch(effGetMidiProgramCategory, 0, 0, &category), 4)
-        << "Piano, Piano|Grand, Piano|Upright, Organ";
-    category.thisCategoryIndex = 1;
-    params.dispatch(effGetMidiProgramCategory, 0, 0, &category);
-    EXPECT_STREQ(category.name, "Grand");
-    EXPECT_EQ(category.parentCategoryIndex, 0);
-
-    MidiProgramName program = {};
-    program.thisProgramIndex = 1;
-    EXPECT_EQ(params.dispatch(effGetMidiProgramName, 0, 0, &program), 3);
-    EXPECT_STREQ(program.name, "Warm");
-    EXPECT_EQ(program.midiProgram, 1);
-    EXPECT_EQ(program.parentCategoryIndex, 2);
-
-    MidiKeyName key = {};
-    key.thisKeyNumber = fx3::pitchNameKey;
-    EXPECT_EQ(params.dispatch(effGetMidiKeyName, 0, 0, &key), 1);
-    EXPECT_STREQ(key.keyName, fx3::pitchName);
-    EXPECT_EQ(params.dispatch(effGetNumMidiInputChannels), 16);
-    EXPECT_EQ(params.dispatch(effGetNumMidiOutputChannels), 0);
+TEST(Vst3Adapter, AFailedInitializeIsUndoneAndRefused) {
+    Adapted a;
+    a.plugin->initializeAnswer = kResultFalse;
+    EXPECT_FALSE(a.create());
+    EXPECT_EQ(a.plugin->count("terminate"), 1) << "a begun initialize is still undone";
+    EXPECT_EQ(a.plugin->references, 1) << "nothing of the plug-in is kept";
 }
 
 } // namespace

@@ -1,207 +1,339 @@
-// One small VST 3 module, built into several test plug-ins by compile
-// definitions. Each DLL exists to show the host one kind of module:
+// The VST 3 test plug-ins, on the SDK's component classes, built into
+// several modules by compile definitions. Each shows the host one kind of
+// module:
 //
-//   fx3_effect        well-behaved: a factory with IPluginFactory3 and one
-//                     class, "Audio Module Class" with sub-category "Fx": a
-//                     single-component effect (component, processor and edit
-//                     controller in one object), stereo in, stereo out, 32-
-//                     and 64-bit processing that copies in to out, no
-//                     parameters, no state. Also laid out as the bundle
-//                     fx3_bundle.vst3\Contents\x86_64-win\fx3_bundle.vst3.
-//   fx3_twoclasses    IPluginFactory3 with two classes of that category: the
-//                     first is a component but no audio processor and has a
-//                     name outside ASCII; the second is the effect
-//   fx3_factory2      IPluginFactory2 only: the effect with several
-//                     sub-categories, no vendor of its own and a name that
-//                     fills its field without a terminator; exports neither
-//                     InitDll nor ExitDll
-//   fx3_noclass       IPluginFactory only, with no class of the category:
-//                     one "Component Controller Class", one that can be
-//                     neither described nor created, one "audio module
-//                     class" (wrong case); its factory flags its classes
-//                     discardable
-//   fx3_initfail      its InitDll returns false
-//   fx3_nullfactory   its GetPluginFactory returns null
+//   fx3_gain          two classes: "Fx3 Gain" ("Audio Module Class", "Fx|
+//                     Dynamics", version 2.1.3), component and processor in
+//                     one object, and the controller class it names. Stereo
+//                     in and out, 32 and 64 bits: out = in x 2 x Gain, the
+//                     one parameter (100, "Gain", "dB"), which starts at
+//                     0.5. The component's state is Gain as binary64 and
+//                     "G1" (10 bytes), the controller's "UI" and one byte (3
+//                     bytes). On connect the component sends the controller
+//                     "gainHello" with the value 42. Also laid out as the
+//                     bundle fx3_bundle.vst3.
+//   fx3_twoclasses    first a class of that category whose object is a
+//                     component but no processor, then fx3_gain's
+//   fx3_noeffect      no class the host may open: a controller class and an
+//                     "audio module class" (wrong case), both of which would
+//                     make a working effect, an "Audio Module Class" the
+//                     factory makes as nothing, and one whose component is
+//                     no processor
+//   fx3_initfail      InitDll answers false
+//   fx3_nullfactory   GetPluginFactory answers null
+//   fx3_throwfactory  the factory throws instead of making anything
 //
-// Every one logs (see ../vst2/plugin_log.h) the module calls it receives:
-// "InitDll", "ExitDll", "GetPluginFactory", "setHostContext", and "factory
-// released" when the host lets go of the last reference to its factory.
+// The log (../vst2/plugin_log.h) gets "InitDll", "GetPluginFactory",
+// "factory createInstance <object>" and "<object> <call> [<arguments>]" for
+// the calls that set a plug-in up, run it, tear it down and move its state;
+// the process lines only when FXHOST_TEST_LOG was set at the last
+// setActive, so that a run without a log costs nothing.
 
+#include <atomic>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 
 #include "../vst2/plugin_log.h"
-#include "test_effect_ids.h"
-#include "test_factory.h"
-
-#include "pluginterfaces/base/ipluginbase.h"
+#include "pluginterfaces/base/ibstream.h"
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivsteditcontroller.h"
+#include "pluginterfaces/vst/ivstmessage.h"
+#include "pluginterfaces/vst/ivstparameterchanges.h"
 #include "public.sdk/source/vst/vstcomponent.h"
-
-#ifndef FX3_FACTORY_LEVEL
-#define FX3_FACTORY_LEVEL 3
-#endif
+#include "support/win32.h"
 
 using namespace Steinberg;
+using namespace Steinberg::Vst;
 
 namespace {
 
-// ---------------------------------------------------------------------------
-// The effect: one object is component, processor and controller, as a
-// single-component plug-in is. The host finds the controller by asking the
-// processor for IEditController.
+const TUID controllerClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B02);
+const ParamID gainId = 100;
+
+// Logs `call`, then answers `result`.
+tresult logged(tresult result, const std::string& call) {
+    pluginLog("%s", call.c_str());
+    return result;
+}
+
+int32 readUpTo(IBStream* stream, void* into, int32 size) {
+    int32 got = 0;
+    return stream && stream->read(into, size, &got) == kResultOk ? got : 0;
+}
+
+tresult writeAll(IBStream* stream, const void* bytes, int32 size) {
+    int32 written = 0;
+    bool whole = stream && stream->write(const_cast<void*>(bytes), size, &written) == kResultOk && written == size;
+    return whole ? kResultOk : kResultFalse;
+}
+
+// Gain as binary64 (the machine is little-endian, as the state is) and "G1".
+tresult decodeGain(const char* call, IBStream* stream, std::atomic<double>& gain) {
+    char bytes[10] = {};
+    int32 size = readUpTo(stream, bytes, sizeof bytes);
+    if (size == 10 && bytes[8] == 'G' && bytes[9] == '1') {
+        double value;
+        std::memcpy(&value, bytes, 8);
+        gain = value;
+    }
+    return logged(kResultOk, call + std::to_string(size));
+}
 
 template <typename Sample>
-void passThrough(const Vst::AudioBusBuffers* input, Vst::AudioBusBuffers& output, Sample** inputs, Sample** outputs,
-                 int32 frames) {
-    output.silenceFlags = 0;
-    for (int32 channel = 0; channel < output.numChannels; ++channel) {
-        if (!outputs || !outputs[channel])
-            continue;
-        bool fromInput = input && inputs && channel < input->numChannels && inputs[channel];
-        // memmove: a host may hand the same buffer for input and output.
-        if (fromInput)
-            std::memmove(outputs[channel], inputs[channel], sizeof(Sample) * static_cast<size_t>(frames));
-        else
-            std::memset(outputs[channel], 0, sizeof(Sample) * static_cast<size_t>(frames));
-        bool silent = !fromInput || (channel < 64 && ((input->silenceFlags >> channel) & 1) != 0);
-        if (silent && channel < 64)
-            output.silenceFlags |= uint64(1) << channel;
-    }
+void render(AudioBusBuffers& in, AudioBusBuffers& out, Sample** from, Sample** to, ProcessData& data, double factor) {
+    for (int32 c = 0; c < out.numChannels && c < in.numChannels; ++c)
+        for (int32 i = 0; i < data.numSamples; ++i)
+            to[c][i] = Sample(from[c][i] * factor);
 }
 
-class Fx3Effect : public Vst::Component, public Vst::IAudioProcessor, public Vst::IEditController {
+class Processor : public Component, public IAudioProcessor {
 public:
-    // IPluginBase, shared by the component and the controller.
-    tresult PLUGIN_API initialize(FUnknown* context) override {
-        tresult result = Component::initialize(context);
-        if (result != kResultOk)
-            return result;
-        audioInputs.push_back(IPtr<Vst::Bus>(
-            new Vst::AudioBus(STR16("Stereo In"), Vst::kMain, Vst::BusInfo::kDefaultActive, Vst::SpeakerArr::kStereo),
-            false));
-        audioOutputs.push_back(IPtr<Vst::Bus>(
-            new Vst::AudioBus(STR16("Stereo Out"), Vst::kMain, Vst::BusInfo::kDefaultActive, Vst::SpeakerArr::kStereo),
-            false));
-        return kResultOk;
+    explicit Processor(bool isProcessor) : isProcessor(isProcessor) {
+        setControllerClass(FUID::fromTUID(controllerClassId));
     }
-    tresult PLUGIN_API terminate() override { return Component::terminate(); }
+    ~Processor() override { pluginLog("component deleted"); }
 
-    // State of component and controller alike: there is none to keep.
-    tresult PLUGIN_API setState(IBStream*) override { return kResultOk; }
-    tresult PLUGIN_API getState(IBStream*) override { return kResultOk; }
+    tresult PLUGIN_API initialize(FUnknown* context) override {
+        pluginLog("component initialize");
+        audioInputs.push_back(
+            owned<Bus>(new AudioBus(STR16("Stereo In"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
+        audioOutputs.push_back(
+            owned<Bus>(new AudioBus(STR16("Stereo Out"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
+        return Component::initialize(context);
+    }
+    tresult PLUGIN_API terminate() override { return logged(Component::terminate(), "component terminate"); }
+    tresult PLUGIN_API connect(IConnectionPoint* other) override {
+        tresult result = logged(Component::connect(other), "component connect");
+        IPtr<IMessage> message = owned(allocateMessage());
+        if (message) {
+            message->setMessageID("gainHello");
+            message->getAttributes()->setInt("value", 42);
+            pluginLog("component send gainHello %d", sendMessage(message));
+        }
+        return result;
+    }
+    tresult PLUGIN_API disconnect(IConnectionPoint* other) override {
+        return logged(Component::disconnect(other), "component disconnect");
+    }
+    tresult PLUGIN_API setActive(TBool state) override {
+        logging = GetEnvironmentVariableW(L"FXHOST_TEST_LOG", nullptr, 0) != 0;
+        return logged(kResultOk, "component setActive " + std::to_string(state ? 1 : 0));
+    }
+    tresult PLUGIN_API setState(IBStream* state) override { return decodeGain("component setState ", state, gain); }
+    tresult PLUGIN_API getState(IBStream* state) override {
+        char bytes[10] = {0, 0, 0, 0, 0, 0, 0, 0, 'G', '1'};
+        double value = gain;
+        std::memcpy(bytes, &value, 8);
+        return logged(writeAll(state, bytes, 10), "component getState");
+    }
 
-    // IAudioProcessor
-    tresult PLUGIN_API setBusArrangements(Vst::SpeakerArrangement* inputs, int32 numIns,
-                                          Vst::SpeakerArrangement* outputs, int32 numOuts) override {
-        bool stereo = numIns == 1 && numOuts == 1 && inputs[0] == Vst::SpeakerArr::kStereo &&
-                      outputs[0] == Vst::SpeakerArr::kStereo;
+    tresult PLUGIN_API setBusArrangements(SpeakerArrangement* ins, int32 numIns, SpeakerArrangement* outs,
+                                          int32 numOuts) override {
+        bool stereo = numIns == 1 && numOuts == 1 && ins[0] == SpeakerArr::kStereo && outs[0] == SpeakerArr::kStereo;
         return stereo ? kResultTrue : kResultFalse;
     }
-    tresult PLUGIN_API getBusArrangement(Vst::BusDirection dir, int32 index, Vst::SpeakerArrangement& arr) override {
-        Vst::BusList* list = getBusList(Vst::kAudio, dir);
-        if (!list || index < 0 || index >= static_cast<int32>(list->size()))
-            return kInvalidArgument;
-        arr = static_cast<Vst::AudioBus*>(list->at(static_cast<size_t>(index)).get())->getArrangement();
-        return kResultTrue;
+    tresult PLUGIN_API getBusArrangement(BusDirection, int32 index, SpeakerArrangement& arrangement) override {
+        arrangement = SpeakerArr::kStereo;
+        return index == 0 ? kResultTrue : kInvalidArgument;
     }
-    tresult PLUGIN_API canProcessSampleSize(int32 symbolicSampleSize) override {
-        return symbolicSampleSize == Vst::kSample32 || symbolicSampleSize == Vst::kSample64 ? kResultTrue
-                                                                                            : kResultFalse;
-    }
+    tresult PLUGIN_API canProcessSampleSize(int32) override { return kResultTrue; }
     uint32 PLUGIN_API getLatencySamples() override { return 0; }
-    tresult PLUGIN_API setupProcessing(Vst::ProcessSetup& setup) override {
-        return canProcessSampleSize(setup.symbolicSampleSize);
-    }
-    tresult PLUGIN_API setProcessing(TBool) override { return kResultOk; }
-    tresult PLUGIN_API process(Vst::ProcessData& data) override {
-        if (data.numSamples <= 0)
-            return kResultOk; // a parameter flush: nothing to render
-        for (int32 bus = 0; bus < data.numOutputs; ++bus) {
-            const Vst::AudioBusBuffers* input = bus < data.numInputs ? &data.inputs[bus] : nullptr;
-            Vst::AudioBusBuffers& output = data.outputs[bus];
-            if (data.symbolicSampleSize == Vst::kSample64)
-                passThrough(input, output, input ? input->channelBuffers64 : nullptr, output.channelBuffers64,
-                            data.numSamples);
-            else
-                passThrough(input, output, input ? input->channelBuffers32 : nullptr, output.channelBuffers32,
-                            data.numSamples);
-        }
+    tresult PLUGIN_API setupProcessing(ProcessSetup& setup) override {
+        pluginLog("component setupProcessing %d %d %d %g", setup.processMode, setup.symbolicSampleSize,
+                  setup.maxSamplesPerBlock, setup.sampleRate);
         return kResultOk;
     }
-    uint32 PLUGIN_API getTailSamples() override { return Vst::kNoTail; }
+    tresult PLUGIN_API setProcessing(TBool state) override {
+        return logged(kResultOk, "component setProcessing " + std::to_string(state ? 1 : 0));
+    }
+    tresult PLUGIN_API process(ProcessData& data) override {
+        if (logging)
+            pluginLog("component process %d %d", data.numSamples, data.symbolicSampleSize);
+        for (int32 q = 0; data.inputParameterChanges && q < data.inputParameterChanges->getParameterCount(); ++q) {
+            IParamValueQueue* queue = data.inputParameterChanges->getParameterData(q);
+            int32 offset = 0;
+            ParamValue value = 0;
+            if (queue->getParameterId() == gainId &&
+                queue->getPoint(queue->getPointCount() - 1, offset, value) == kResultOk)
+                gain = value;
+        }
+        if (data.numSamples <= 0 || data.numInputs < 1 || data.numOutputs < 1)
+            return kResultOk;
+        AudioBusBuffers& in = data.inputs[0];
+        AudioBusBuffers& out = data.outputs[0];
+        if (data.symbolicSampleSize == kSample64)
+            render(in, out, in.channelBuffers64, out.channelBuffers64, data, 2 * gain);
+        else
+            render(in, out, in.channelBuffers32, out.channelBuffers32, data, 2 * gain);
+        return kResultOk;
+    }
+    uint32 PLUGIN_API getTailSamples() override { return kNoTail; }
 
-    // IEditController: no parameters and no view.
-    tresult PLUGIN_API setComponentState(IBStream*) override { return kResultOk; }
-    int32 PLUGIN_API getParameterCount() override { return 0; }
-    tresult PLUGIN_API getParameterInfo(int32, Vst::ParameterInfo&) override { return kInvalidArgument; }
-    tresult PLUGIN_API getParamStringByValue(Vst::ParamID, Vst::ParamValue, Vst::String128) override {
-        return kInvalidArgument;
+    tresult PLUGIN_API queryInterface(const TUID iid, void** obj) override {
+        if (!isProcessor || !FUnknownPrivate::iidEqual(iid, IAudioProcessor::iid))
+            return Component::queryInterface(iid, obj);
+        addRef();
+        *obj = static_cast<IAudioProcessor*>(this);
+        return kResultOk;
     }
-    tresult PLUGIN_API getParamValueByString(Vst::ParamID, Vst::TChar*, Vst::ParamValue&) override {
-        return kInvalidArgument;
+    REFCOUNT_METHODS(Component)
+
+private:
+    const bool isProcessor;
+    // Set on the host's main thread, read by its audio thread.
+    std::atomic<double> gain{0.5};
+    std::atomic<bool> logging{false};
+};
+
+class Controller : public ComponentBase, public IEditController {
+public:
+    ~Controller() override { pluginLog("controller deleted"); }
+
+    tresult PLUGIN_API initialize(FUnknown* context) override {
+        return logged(ComponentBase::initialize(context), "controller initialize");
     }
-    Vst::ParamValue PLUGIN_API normalizedParamToPlain(Vst::ParamID, Vst::ParamValue value) override { return value; }
-    Vst::ParamValue PLUGIN_API plainParamToNormalized(Vst::ParamID, Vst::ParamValue value) override { return value; }
-    Vst::ParamValue PLUGIN_API getParamNormalized(Vst::ParamID) override { return 0.0; }
-    tresult PLUGIN_API setParamNormalized(Vst::ParamID, Vst::ParamValue) override { return kInvalidArgument; }
-    tresult PLUGIN_API setComponentHandler(Vst::IComponentHandler*) override { return kResultOk; }
+    tresult PLUGIN_API terminate() override { return logged(ComponentBase::terminate(), "controller terminate"); }
+    tresult PLUGIN_API connect(IConnectionPoint* other) override {
+        return logged(ComponentBase::connect(other), "controller connect");
+    }
+    tresult PLUGIN_API disconnect(IConnectionPoint* other) override {
+        return logged(ComponentBase::disconnect(other), "controller disconnect");
+    }
+    tresult PLUGIN_API notify(IMessage* message) override {
+        int64 value = 0;
+        message->getAttributes()->getInt("value", value);
+        return logged(kResultOk,
+                      std::string("controller notify ") + message->getMessageID() + " " + std::to_string(value));
+    }
+
+    tresult PLUGIN_API setComponentState(IBStream* state) override {
+        return decodeGain("controller setComponentState ", state, gain);
+    }
+    tresult PLUGIN_API setState(IBStream* state) override {
+        char bytes[3] = {};
+        int32 size = readUpTo(state, bytes, 3);
+        if (size == 3 && bytes[0] == 'U' && bytes[1] == 'I')
+            kept = bytes[2];
+        return logged(kResultOk, "controller setState " + std::to_string(size));
+    }
+    tresult PLUGIN_API getState(IBStream* state) override {
+        const char bytes[3] = {'U', 'I', kept};
+        return logged(writeAll(state, bytes, 3), "controller getState");
+    }
+    int32 PLUGIN_API getParameterCount() override { return 1; }
+    tresult PLUGIN_API getParameterInfo(int32 index, ParameterInfo& info) override {
+        info = ParameterInfo();
+        info.id = gainId;
+        std::memcpy(info.title, STR16("Gain"), 5 * sizeof(TChar));
+        std::memcpy(info.units, STR16("dB"), 3 * sizeof(TChar));
+        info.defaultNormalizedValue = 0.5;
+        info.flags = ParameterInfo::kCanAutomate;
+        return index == 0 ? kResultOk : kInvalidArgument;
+    }
+    tresult PLUGIN_API getParamStringByValue(ParamID, ParamValue, String128) override { return kResultFalse; }
+    tresult PLUGIN_API getParamValueByString(ParamID, TChar*, ParamValue&) override { return kResultFalse; }
+    ParamValue PLUGIN_API normalizedParamToPlain(ParamID, ParamValue value) override { return value; }
+    ParamValue PLUGIN_API plainParamToNormalized(ParamID, ParamValue value) override { return value; }
+    ParamValue PLUGIN_API getParamNormalized(ParamID id) override { return id == gainId ? gain.load() : 0.0; }
+    tresult PLUGIN_API setParamNormalized(ParamID id, ParamValue value) override {
+        if (id == gainId)
+            gain = value;
+        return id == gainId ? kResultOk : kInvalidArgument;
+    }
+    tresult PLUGIN_API setComponentHandler(IComponentHandler* handler) override {
+        return logged(kResultOk, std::string("controller setComponentHandler ") + (handler ? "set" : "null"));
+    }
     IPlugView* PLUGIN_API createView(FIDString) override { return nullptr; }
 
-    OBJ_METHODS(Fx3Effect, Component)
+    OBJ_METHODS(Controller, ComponentBase)
     DEFINE_INTERFACES
-    DEF_INTERFACE(Vst::IAudioProcessor)
-    DEF_INTERFACE(Vst::IEditController)
-    END_DEFINE_INTERFACES(Component)
-    REFCOUNT_METHODS(Component)
+    DEF_INTERFACE(IEditController)
+    END_DEFINE_INTERFACES(ComponentBase)
+    REFCOUNT_METHODS(ComponentBase)
+
+private:
+    std::atomic<double> gain{0.5};
+    char kept = 1;
 };
 
-// ---------------------------------------------------------------------------
-// The class table of this variant.
+enum class Makes { effect, controller, component, nothing };
 
-FUnknown* createEffect() {
-    return static_cast<Vst::IAudioProcessor*>(new Fx3Effect());
-}
-
-#if defined(FX3_CLASSES_TWO)
-FUnknown* createComponentOnly() {
-    return static_cast<Vst::IComponent*>(new Vst::Component());
-}
-#endif
-
-const fx3::FactoryClass classes[] = {
-#if defined(FX3_CLASSES_TWO)
-    {fx3::componentOnlyClassId, kVstAudioEffectClass, fx3::componentOnlyName, fx3::effectSubCategories,
-     fx3::effectVendor, fx3::effectVersion, Vst::kDistributable, createComponentOnly},
-    {fx3::effectClassId, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories, fx3::effectVendor,
-     fx3::effectVersion, Vst::kDistributable, createEffect},
-#elif defined(FX3_CLASSES_FULL_FIELDS)
-    {fx3::effectClassId, kVstAudioEffectClass, fx3::fullFieldName, fx3::factory2SubCategories, "", fx3::factory2Version,
-     Vst::kDistributable, createEffect},
-#elif defined(FX3_CLASSES_NONE)
-    {fx3::controllerClassId, kVstComponentControllerClass, fx3::controllerName, "", "", "", Vst::kDistributable,
-     createEffect},
-    {fx3::effectClassId, "", "", "", "", "", 0, createEffect, true},
-    {fx3::lowercaseClassId, fx3::lowercaseCategory, fx3::lowercaseName, "", "", "", Vst::kDistributable, createEffect},
-#else
-    {fx3::effectClassId, kVstAudioEffectClass, fx3::effectName, fx3::effectSubCategories, fx3::effectVendor,
-     fx3::effectVersion, Vst::kDistributable, createEffect},
-#endif
+struct Class {
+    TUID id;
+    const char* category;
+    Makes makes;
 };
 
-#if defined(FX3_CLASSES_NONE)
-const int32 factoryFlags = PFactoryInfo::kClassesDiscardable;
-#else
-const int32 factoryFlags = FX3_FACTORY_LEVEL >= 3 ? PFactoryInfo::kUnicode : PFactoryInfo::kNoFlags;
+const Class classes[] = {
+#if defined(FX3_TWO_CLASSES)
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8A02), kVstAudioEffectClass, Makes::component},
 #endif
+#if defined(FX3_NO_EFFECT)
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8A03), kVstComponentControllerClass, Makes::effect},
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8A04), "audio module class", Makes::effect},
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8A05), kVstAudioEffectClass, Makes::nothing},
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8A06), kVstAudioEffectClass, Makes::component},
+#else
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B01), kVstAudioEffectClass, Makes::effect},
+#endif
+    {INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B02), kVstComponentControllerClass, Makes::controller},
+};
+const int32 classCount = int32(sizeof classes / sizeof classes[0]);
 
-const fx3::FactorySetup factorySetup = {FX3_FACTORY_LEVEL, factoryFlags, classes,
-                                        static_cast<int32>(sizeof classes / sizeof classes[0])};
+// One factory for the module's whole life: no count to keep.
+class Factory : public IPluginFactory2 {
+public:
+    tresult PLUGIN_API queryInterface(const TUID iid, void** obj) override {
+        bool known = FUnknownPrivate::iidEqual(iid, FUnknown::iid) ||
+                     FUnknownPrivate::iidEqual(iid, IPluginFactory::iid) ||
+                     FUnknownPrivate::iidEqual(iid, IPluginFactory2::iid);
+        *obj = known ? this : nullptr;
+        return known ? kResultOk : kNoInterface;
+    }
+    uint32 PLUGIN_API addRef() override { return 1; }
+    uint32 PLUGIN_API release() override { return 1; }
+    tresult PLUGIN_API getFactoryInfo(PFactoryInfo* info) override {
+        *info = PFactoryInfo("fxhost tests", "", "", PFactoryInfo::kNoFlags);
+        return kResultOk;
+    }
+    int32 PLUGIN_API countClasses() override { return classCount; }
+    tresult PLUGIN_API getClassInfo(int32 index, PClassInfo* info) override {
+        if (index < 0 || index >= classCount)
+            return kInvalidArgument;
+        *info = PClassInfo(classes[index].id, PClassInfo::kManyInstances, classes[index].category, "Fx3 Gain");
+        return kResultOk;
+    }
+    tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override {
+        if (index < 0 || index >= classCount)
+            return kInvalidArgument;
+        *info = PClassInfo2(classes[index].id, PClassInfo::kManyInstances, classes[index].category, "Fx3 Gain", 0,
+                            "Fx|Dynamics", nullptr, "2.1.3", kVstVersionString);
+        return kResultOk;
+    }
+    tresult PLUGIN_API createInstance(FIDString cid, FIDString iid, void** obj) override {
+        *obj = nullptr;
+        for (const Class& entry : classes) {
+            if (!FUnknownPrivate::iidEqual(entry.id, cid) || entry.makes == Makes::nothing)
+                continue;
+#if defined(FX3_THROW_CREATE)
+            throw std::runtime_error("fx3_throwfactory makes nothing");
+#endif
+            bool controller = entry.makes == Makes::controller;
+            pluginLog("factory createInstance %s", controller ? "controller" : "component");
+            FUnknown* object = controller ? static_cast<FUnknown*>(static_cast<IEditController*>(new Controller))
+                                          : static_cast<IComponent*>(new Processor(entry.makes == Makes::effect));
+            tresult result = object->queryInterface(iid, obj);
+            object->release();
+            return result;
+        }
+        return kNoInterface;
+    }
+};
+
+Factory factory;
 
 } // namespace
-
-// ---------------------------------------------------------------------------
-// Module entries.
 
 extern "C" {
 
@@ -210,11 +342,10 @@ SMTG_EXPORT_SYMBOL IPluginFactory* PLUGIN_API GetPluginFactory() {
 #if defined(FX3_NULL_FACTORY)
     return nullptr;
 #else
-    return fx3::sharedFactory(factorySetup);
+    return &factory;
 #endif
 }
 
-#if !defined(FX3_NO_MODULE_ENTRIES)
 SMTG_EXPORT_SYMBOL bool PLUGIN_API InitDll() {
     pluginLog("InitDll");
 #if defined(FX3_INIT_FAILS)
@@ -223,11 +354,5 @@ SMTG_EXPORT_SYMBOL bool PLUGIN_API InitDll() {
     return true;
 #endif
 }
-
-SMTG_EXPORT_SYMBOL bool PLUGIN_API ExitDll() {
-    pluginLog("ExitDll");
-    return true;
-}
-#endif
 
 } // extern "C"
