@@ -4,20 +4,19 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 inline std::string le32(uint32_t v) {
-    std::string s(4, '\0');
-    for (int i = 0; i < 4; ++i)
-        s[i] = char((v >> (8 * i)) & 0xFF);
-    return s;
+    const char bytes[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
+    return std::string(bytes, 4);
 }
 
-inline std::string message(uint32_t command, const std::string& payload) { return le32(command) + le32(uint32_t(payload.size())) + payload; }
+inline std::string message(uint32_t command, const std::string& payload) {
+    return le32(command) + le32(uint32_t(payload.size())) + payload;
+}
 
 inline std::string formatRecord(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out, uint32_t outMask) {
     return le32(rate) + le32(in) + le32(inMask) + le32(out) + le32(outMask);
@@ -49,10 +48,8 @@ inline std::string scaled(const std::string& frames, float factor) {
 
 inline std::string pcm16(const std::vector<int16_t>& samples) {
     std::string bytes;
-    for (int16_t s : samples) {
-        bytes.push_back(char(uint16_t(s) & 0xFF));
-        bytes.push_back(char(uint16_t(s) >> 8));
-    }
+    for (int16_t s : samples)
+        bytes += le32(uint16_t(s)).substr(0, 2);
     return bytes;
 }
 
@@ -64,25 +61,6 @@ inline std::vector<int16_t> signal16(size_t samples) {
     return result;
 }
 
-// What fx_half gives for 16-bit input: half, rounded halves away from zero.
-inline std::vector<int16_t> halved(const std::vector<int16_t>& in) {
-    std::vector<int16_t> out;
-    for (int16_t s : in)
-        out.push_back(int16_t(s >= 0 ? (s + 1) / 2 : -((-s + 1) / 2)));
-    return out;
-}
-
-inline std::string hex(const std::string& bytes, size_t at, size_t count) {
-    static const char* digits = "0123456789ABCDEF";
-    std::string text;
-    for (size_t i = at; i < std::min(bytes.size(), at + count); ++i) {
-        text += digits[uint8_t(bytes[i]) >> 4];
-        text += digits[uint8_t(bytes[i]) & 15];
-        text += ' ';
-    }
-    return text;
-}
-
 // Compares byte strings and, on a difference, says where it is.
 inline ::testing::AssertionResult sameBytes(const std::string& actual, const std::string& expected) {
     if (actual == expected)
@@ -90,8 +68,13 @@ inline ::testing::AssertionResult sameBytes(const std::string& actual, const std
     size_t at = 0;
     while (at < actual.size() && at < expected.size() && actual[at] == expected[at])
         ++at;
+    auto hex = [at](const std::string& bytes) {
+        std::string text;
+        for (size_t i = at; i < bytes.size() && i < at + 8; ++i)
+            text += {"0123456789ABCDEF"[uint8_t(bytes[i]) >> 4], "0123456789ABCDEF"[bytes[i] & 15], ' '};
+        return text;
+    };
     return ::testing::AssertionFailure() << "sizes " << actual.size() << " and " << expected.size()
-                                         << ", first difference at byte " << at << ": got " << hex(actual, at, 8)
-                                         << "expected " << hex(expected, at, 8);
+                                         << ", first difference at byte " << at << ": got " << hex(actual)
+                                         << "expected " << hex(expected);
 }
-
