@@ -125,6 +125,13 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
     return run;
 }
 
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "; ";
+    return text;
+}
+
 PipeServer::PipeServer(uint32_t access)
     : pipeName(L"\\\\.\\pipe\\fxhost-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                std::to_wstring(++pipesMade)),
@@ -137,9 +144,13 @@ bool PipeServer::waitForClient() {
     return ConnectNamedPipe(handle.get(), NULL) || GetLastError() == ERROR_PIPE_CONNECTED;
 }
 
-bool PipeServer::write(const std::string& bytes) { return writeAll(handle.get(), bytes); }
+bool PipeServer::write(const std::string& bytes) {
+    return writeAll(handle.get(), bytes);
+}
 
-std::string PipeServer::read(size_t size) { return readUpTo(handle.get(), size); }
+std::string PipeServer::read(size_t size) {
+    return readUpTo(handle.get(), size);
+}
 
 void PipeServer::close() {
     if (handle)

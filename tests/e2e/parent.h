@@ -30,6 +30,9 @@ enum class StandardInput { File, Pipe };
 HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input = std::string(),
                 StandardInput kind = StandardInput::File, double timeoutSeconds = 60.0);
 
+// The lines, each followed by "; ": a whole sequence in one comparison.
+std::string joined(const std::vector<std::string>& lines);
+
 // The server end of a named pipe, made by the parent before it starts the
 // host with --pipe or --inpipe, as a real parent does.
 class PipeServer {

@@ -18,7 +18,9 @@ std::vector<std::wstring> processWith(const wchar_t* plugin, std::vector<std::ws
 
 // What the host sends back before the failure: the input's first block,
 // through a plug-in that passes its input on.
-std::string firstBlock(const std::string& input, size_t frameBytes) { return input.substr(0, 512 * frameBytes); }
+std::string firstBlock(const std::string& input, size_t frameBytes) {
+    return input.substr(0, 512 * frameBytes);
+}
 
 TEST(ChunkedProtocol, MessagesEndingsAndFailures) {
     const std::string format = message(3, formatRecord(44100, 2, 0, 2, 0)), granted = formatRecord(44100, 2, 3, 2, 3);
@@ -59,9 +61,8 @@ TEST(ChunkedProtocol, MessagesEndingsAndFailures) {
         {"reopen that fails", L"fx_once.dll", message(5, ""), exitFailure, "Could not reopen VST" + nl, ""},
     };
     for (const Row& row : rows) {
-        HostRun run =
-            runHost(processWith(row.plugin, {L"--protocol", L"chunked", L"--bits", L"32", L"--formattag", L"3"}),
-                    row.input);
+        HostRun run = runHost(
+            processWith(row.plugin, {L"--protocol", L"chunked", L"--bits", L"32", L"--formattag", L"3"}), row.input);
         EXPECT_EQ(run.exitCode, row.exitCode) << row.name;
         EXPECT_EQ(run.error, row.error) << row.name;
         EXPECT_TRUE(sameBytes(run.output, row.output)) << row.name;
@@ -83,22 +84,27 @@ TEST(PlainProtocol, Failures) {
     } rows[] = {
         {"no options", L"fx_effect.dll", {}, "audio format not set"},
         {"rate below bounds", L"fx_effect.dll", {rate, L"99", channels, L"2", bits, L"16"}, "audio format not set"},
-        {"too many channels", L"fx_effect.dll", {rate, L"44100", channels, L"33", bits, L"16"},
-         "audio format not set"},
+        {"too many channels", L"fx_effect.dll", {rate, L"44100", channels, L"33", bits, L"16"}, "audio format not set"},
         {"chunked is spelt exactly", L"fx_effect.dll", {L"--protocol", L"CHUNKED"}, "audio format not set"},
-        {"fewer input channels granted", L"fx_mixedpins.dll", {rate, L"44100", channels, L"4", bits, L"16"},
+        {"fewer input channels granted",
+         L"fx_mixedpins.dll",
+         {rate, L"44100", channels, L"4", bits, L"16"},
          "unsupported stream format"},
-        {"fewer output channels granted", L"fx_effect.dll",
-         {rate, L"44100", channels, L"2", L"--channels-output", L"4", bits, L"16"}, "unsupported stream format"},
-        {"64 bits without the float tag", L"fx_effect.dll", {rate, L"44100", channels, L"2", bits, L"64"},
+        {"fewer output channels granted",
+         L"fx_effect.dll",
+         {rate, L"44100", channels, L"2", L"--channels-output", L"4", bits, L"16"},
+         "unsupported stream format"},
+        {"64 bits without the float tag",
+         L"fx_effect.dll",
+         {rate, L"44100", channels, L"2", bits, L"64"},
          "Format conversion failure"},
         {"a plug-in without inputs", L"fx_noinputs.dll", stereo16, "VST refused audio format"},
         {"no processing call", L"fx_noprocess.dll", stereo16, "VST processing failure"},
         {"a partial frame at the end", L"fx_effect.dll", stereo16, "bad data alignment", input + "x",
          firstBlock(input, 4)},
         // Only a file gives a clean end on standard input.
-        {"a closed standard input pipe", L"fx_effect.dll", stereo16, "file access error", input,
-         firstBlock(input, 4), StandardInput::Pipe},
+        {"a closed standard input pipe", L"fx_effect.dll", stereo16, "file access error", input, firstBlock(input, 4),
+         StandardInput::Pipe},
     };
     for (const Row& row : rows) {
         HostRun run = runHost(processWith(row.plugin, row.options), row.input, row.kind);
@@ -123,8 +129,8 @@ TEST(PlainProtocol, PrecisionChosenByOptionsAndPlugin) {
         {L"fx_accumulate.dll", 16, {}, "process"},
     };
     for (const Row& row : rows) {
-        std::vector<std::wstring> options = {L"--rate", L"44100", L"--channels", L"2", L"--bits",
-                                             std::to_wstring(row.bits)};
+        std::vector<std::wstring> options = {L"--rate", L"44100",  L"--channels",
+                                             L"2",      L"--bits", std::to_wstring(row.bits)};
         options.insert(options.end(), row.options.begin(), row.options.end());
         std::string in(512 * 2 * size_t(row.bits / 8), '\x11'), expected = in;
         // 0x11111111 has more significant bits than a float holds: only the
@@ -148,7 +154,7 @@ TEST(PlainProtocol, AWholeRunPassesSixteenBitsThroughExactly) {
     const std::string input = pcm16(signal16(2 * 600));
     CallLog log;
     HostRun run = runHost(processWith(L"fx_mixedpins.dll", {L"--rate", L"48000", L"--channels", L"2", L"--chanmask",
-                                                             L"3", L"--bits", L"16"}),
+                                                            L"3", L"--bits", L"16"}),
                           input);
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.error, "");

@@ -38,7 +38,8 @@ TEST(NamedPipes, WorkedExchangeOverOnePipe) {
         pipe.close();
     });
     CallLog log;
-    HostRun run = runHost(processWith(testPlugin(L"fx_delay.dll"), {L"--pipe", pipe.name(), L"--protocol", L"chunked"}));
+    HostRun run =
+        runHost(processWith(testPlugin(L"fx_delay.dll"), {L"--pipe", pipe.name(), L"--protocol", L"chunked"}));
     parent.join();
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.error, "");
@@ -101,8 +102,8 @@ TEST(Files, NonAsciiPathsEverywhere) {
     writeWholeFile(input, audio);
     writeWholeFile(data, "preset=bright");
     CallLog log;
-    HostRun run = runHost(processWith(plugin, {L"--input", input, L"--output", output, L"--data", data, L"--rate",
-                                               L"48000", L"--channels", L"2"}));
+    HostRun run = runHost(processWith(
+        plugin, {L"--input", input, L"--output", output, L"--data", data, L"--rate", L"48000", L"--channels", L"2"}));
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.error, "");
     EXPECT_TRUE(sameBytes(readWholeFile(output), audio));
@@ -133,7 +134,10 @@ TEST(Files, SettingsAreReadBeforeTheCommandWhenThereIsSomethingToRead) {
     } rows[] = {
         // Whole floats, one per parameter the plug-in has.
         {"process", L"process", L"fx_effect.dll", data, {"setParameter 0 0.5", "setParameter 1 -2"}},
-        {"an unknown command still reads them", L"frobnicate", L"fx_effect.dll", data,
+        {"an unknown command still reads them",
+         L"frobnicate",
+         L"fx_effect.dll",
+         data,
          {"setParameter 0 0.5", "setParameter 1 -2"}},
         {"test returns before", L"test", L"fx_effect.dll", data, {}},
         {"has-editor returns before", L"has-editor", L"fx_effect.dll", data, {}},
@@ -161,8 +165,8 @@ TEST(IdleTimer, RunsBetweenBlocksOfASlowStream) {
         pipe.close();
     });
     CallLog log;
-    HostRun run = runHost(processWith(testPlugin(L"fx_asks.dll"), {L"--inpipe", pipe.name(), L"--rate", L"44100",
-                                                                   L"--channels", L"2"}));
+    HostRun run = runHost(
+        processWith(testPlugin(L"fx_asks.dll"), {L"--inpipe", pipe.name(), L"--rate", L"44100", L"--channels", L"2"}));
     parent.join();
     EXPECT_EQ(run.exitCode, 0u);
     // effIdle answers 0 ("done"), so the plug-in is called once, and only

@@ -22,7 +22,9 @@ std::wstring logPath() {
 
 } // namespace
 
-bool pluginLogEnabled() { return !logPath().empty(); }
+bool pluginLogEnabled() {
+    return !logPath().empty();
+}
 
 void pluginLog(const char* format, ...) {
     std::wstring path = logPath();
