@@ -1,6 +1,6 @@
 #include "test_files.h"
 
-#include <cstdio>
+#include <fstream>
 #include <sstream>
 
 #include "support/text/utf.h"
@@ -12,11 +12,17 @@ std::wstring binFolder() {
     return folder.substr(0, folder.find_last_of(L"\\/") + 1);
 }
 
-std::wstring testPlugin(const std::wstring& fileName) { return binFolder() + L"plugins\\" + fileName; }
+std::wstring testPlugin(const std::wstring& fileName) {
+    return binFolder() + L"plugins\\" + fileName;
+}
 
-std::string testPluginPath(const std::string& fileName) { return narrow(testPlugin(Qz::utf8ToWide(fileName))); }
+std::string testPluginPath(const std::string& fileName) {
+    return narrow(testPlugin(Qz::utf8ToWide(fileName)));
+}
 
-std::string narrow(const std::wstring& text) { return Qz::wideToUtf8(text); }
+std::string narrow(const std::wstring& text) {
+    return Qz::wideToUtf8(text);
+}
 
 namespace {
 int foldersMade = 0;
@@ -25,8 +31,8 @@ int foldersMade = 0;
 ScopedTempFolder::ScopedTempFolder(const std::wstring& name) {
     wchar_t base[MAX_PATH + 1];
     GetTempPathW(MAX_PATH + 1, base);
-    folder = base + name + L"-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++foldersMade) +
-             L"\\";
+    folder =
+        base + name + L"-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++foldersMade) + L"\\";
     CreateDirectoryW(folder.c_str(), NULL);
 }
 
@@ -40,22 +46,14 @@ ScopedTempFolder::~ScopedTempFolder() {
 }
 
 std::string readWholeFile(const std::wstring& path) {
-    FILE* file = _wfopen(path.c_str(), L"rb");
-    if (!file)
-        return "(missing)";
-    std::string bytes;
-    char buffer[65536];
-    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
-        bytes.append(buffer, got);
-    std::fclose(file);
-    return bytes;
+    std::ifstream file(path.c_str(), std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return file ? bytes.str() : "(missing)";
 }
 
 void writeWholeFile(const std::wstring& path, const std::string& bytes) {
-    if (FILE* file = _wfopen(path.c_str(), L"wb")) {
-            std::fwrite(bytes.data(), 1, bytes.size(), file);
-        std::fclose(file);
-    }
+    std::ofstream(path.c_str(), std::ios::binary) << bytes;
 }
 
 // A folder of its own per log, so that a second log in one test starts empty.
@@ -63,7 +61,9 @@ CallLog::CallLog() : folder(L"fxhost-log"), file(folder.path() + L"calls.log") {
     SetEnvironmentVariableW(L"FXHOST_TEST_LOG", file.c_str());
 }
 
-CallLog::~CallLog() { SetEnvironmentVariableW(L"FXHOST_TEST_LOG", NULL); }
+CallLog::~CallLog() {
+    SetEnvironmentVariableW(L"FXHOST_TEST_LOG", NULL);
+}
 
 std::vector<std::string> CallLog::lines() const {
     std::string text = readWholeFile(file), line;

@@ -15,14 +15,17 @@ namespace {
 const std::string nl = "\r\n";
 
 TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
+    ScopedTempFolder folder;
+    const std::wstring output = folder.path() + L"out.raw"; // emptied at once, even when the plug-in then fails
+    writeWholeFile(output, "old contents");
     const std::wstring effect = testPlugin(L"fx_effect.dll"), missing = testPlugin(L"m\u00e4ngel \u97f3.dll");
     const std::wstring nobody = L"\\\\.\\pipe\\fxhost-nobody", absent = testPlugin(L"absent\\absent.raw");
     const std::string count = "Incorrect argument count." + nl, noVst = "No VST specified." + nl;
     const std::string unknown = "Invalid arguments, no command found." + nl, noPipe = "could not connect pipe" + nl;
     const std::string notLoaded = "Could not load VST bundle: " + narrow(missing) + nl + "Could not open VST.";
-    const char* opened = "entry; dispatch effOpen 0 0 0; ";
-    const std::string rest = "dispatch effSetBlockSize 0 512 0; dispatch effMainsChanged 0 1 0; "
-                             "dispatch effMainsChanged 0 0 0; dispatch effClose 0 0 0; ";
+    const std::string opened = "entry; dispatch effOpen 0 0 0; ";
+    const std::string shut = "dispatch effMainsChanged 0 0 0; dispatch effClose 0 0 0; ";
+    const std::string rest = "dispatch effSetBlockSize 0 512 0; dispatch effMainsChanged 0 1 0; " + shut;
     struct Row {
         const char* name;
         std::vector<std::wstring> arguments;
@@ -30,18 +33,16 @@ TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
         std::string error;
         std::string calls = "(unchecked)";
     };
+    // clang-format off
     std::vector<Row> rows = {
         {"no words", {}, exitFailure, count},
         {"odd count", {L"has-editor", L"--vst"}, exitFailure, count},
-        {"odd count is checked before any key", {L"test", L"--vst", effect, L"--rate"}, exitFailure, count},
+        {"odd count, checked before any key", {L"test", L"--vst", effect, L"--rate"}, exitFailure, count},
         {"a lone command word", {L"test"}, exitFailure, noVst},
         {"keys are case-sensitive", {L"test", L"--VST", effect}, exitFailure, noVst},
         {"unknown keys are ignored", {L"test", L"--vst", effect, L"foo", L"bar", L"--window", L"--x"}, 0, ""},
-        {"the last of a repeated key wins",
-         {L"test", L"--vst", effect, L"--rate", L"44100", L"--rate", L"48000", L"--Rate", L"96000"},
-         0,
-         "",
-         opened + std::string("dispatch effSetSampleRate 0 0 48000; ") + rest},
+        {"the last of a repeated key wins", {L"test", L"--vst", effect, L"--rate", L"44100", L"--rate", L"48000",
+         L"--Rate", L"96000"}, 0, "", opened + "dispatch effSetSampleRate 0 0 48000; " + rest},
         {"a rate of 0 is not given", {L"test", L"--vst", effect, L"--rate", L"0"}, 0, "", opened + rest},
         {"nor a negative rate", {L"test", L"--vst", effect, L"--rate", L"-5"}, 0, "", opened + rest},
         {"nor a bad number", {L"test", L"--vst", effect, L"--rate", L"fast"}, 0, "", opened + rest},
@@ -49,50 +50,35 @@ TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
         {"has-editor: an editor", {L"has-editor", L"--vst", testPlugin(L"fx_editor.dll")}, 0, ""},
         {"has-editor: parameters", {L"has-editor", L"--vst", effect}, 0, ""},
         {"has-editor: neither", {L"has-editor", L"--vst", testPlugin(L"fx_bare.dll")}, exitFailure, ""},
-        {"a missing library", {L"test", L"--vst", missing}, exitFailure, notLoaded},
-        {"the plug-in is opened before the command word is read",
-         {L"frobnicate", L"--vst", missing},
-         exitFailure,
-         notLoaded},
+        {"a missing library", {L"test", L"--vst", missing, L"--output", output}, exitFailure, notLoaded},
+        {"the plug-in before the command word", {L"frobnicate", L"--vst", missing}, exitFailure, notLoaded},
         {"command words are exact", {L"TEST", L"--vst", effect}, exitFailure, unknown},
         {"and whole", {L"tes", L"--vst", effect}, exitFailure, unknown},
         {"--vst-version 2", {L"test", L"--vst", effect, L"--vst-version", L"2"}, 0, ""},
         {"pipe nobody serves", {L"test", L"--pipe", nobody}, exitFailure, noPipe},
         {"inpipe nobody serves", {L"test", L"--inpipe", nobody, L"--vst", effect}, exitFailure, noPipe, ""},
-        {"missing input file",
-         {L"process", L"--vst", effect, L"--input", absent},
-         exitFailure,
-         "file not found" + nl,
-         ""},
+        {"missing input", {L"process", L"--vst", effect, L"--input", absent}, exitFailure, "file not found" + nl, ""},
         {"output in a missing folder", {L"test", L"--output", absent}, exitFailure, "file not found" + nl},
-        {"an URL needs the HTTP client",
-         {L"test", L"--input", L"HTTPS://example.invalid/a.wav"},
-         exitFailure,
+        {"an URL needs the HTTP client", {L"test", L"--input", L"HTTPS://example.invalid/a.wav"}, exitFailure,
          "not implemented" + nl},
     };
-    for (const wchar_t* version : {L"4", L"0", L"x", L"3"})
-        rows.push_back({"--vst-version other than 2",
-                        {L"test", L"--vst", effect, L"--vst-version", version},
-                        exitFailure,
-                        "Could not open VST.",
-                        ""});
     // None of these may take the host down; what was opened is closed.
-    const std::string shut = "dispatch effMainsChanged 0 0 0; dispatch effClose 0 0 0; ";
-    struct Refused {
-        const wchar_t* name;
-        std::string calls;
-    } refused[] = {
-        {L"fx_noentry.dll", ""},      {L"fx_nullentry.dll", "entry; "},   {L"fx_badmagic.dll", "entry; "},
+    const std::pair<const wchar_t*, std::string> refused[] = {
+        {L"fx_noentry.dll", ""}, {L"fx_nullentry.dll", "entry; "}, {L"fx_badmagic.dll", "entry; "},
         {L"fx_synth.dll", "entry; "}, {L"fx_throw_entry.dll", "entry; "}, {L"fx_throw_open.dll", opened + shut}};
-    for (const Refused& plugin : refused)
+    for (const auto& plugin : refused) // with the calls it received
         for (const wchar_t* command : {L"test", L"has-editor"})
-            rows.push_back({"refused plug-in",
-                            {command, L"--vst", testPlugin(plugin.name)},
-                            exitFailure,
-                            "Could not load VST: " + narrow(testPlugin(plugin.name)) + nl + "Could not open VST.",
-                            plugin.calls});
+            rows.push_back({"refused plug-in", {command, L"--vst", testPlugin(plugin.first)}, exitFailure,
+                            "Could not load VST: " + narrow(testPlugin(plugin.first)) + nl + "Could not open VST.",
+                            plugin.second});
+    for (const wchar_t* version : {L"4", L"0", L"x", L"3"})
+        rows.push_back({"--vst-version other than 2", {L"test", L"--vst", effect, L"--vst-version", version},
+                        exitFailure, "Could not open VST.", ""});
+    // clang-format on
     for (const Row& row : rows) {
-        std::string what = std::string(row.name) + ": " + narrow(row.arguments.empty() ? L"" : row.arguments.back());
+        std::string what = row.name;
+        for (const std::wstring& argument : row.arguments)
+            what += " " + narrow(argument);
         CallLog log;
         HostRun run = runHost(row.arguments);
         EXPECT_EQ(run.exitCode, row.exitCode) << what;
@@ -102,6 +88,7 @@ TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
             EXPECT_EQ(joined(log.calls()), row.calls) << what;
         }
     }
+    EXPECT_EQ(readWholeFile(output), "");
 }
 
 TEST(FrontDoor, HostAnswersInsideTheEntryAndAfterwards) {
@@ -113,15 +100,14 @@ TEST(FrontDoor, HostAnswersInsideTheEntryAndAfterwards) {
     CallLog log;
     HostRun run = runHost({L"test", L"--vst", copy, L"--rate", L"48000", L"--process", L"realtime"});
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(log.callsStartingWith("cwd "),
-              std::vector<std::string>({"cwd " + narrow(folder.path().substr(0, folder.path().size() - 1))}));
+    EXPECT_EQ(joined(log.callsStartingWith("cwd ")),
+              "cwd " + narrow(folder.path().substr(0, folder.path().size() - 1)) + "; ");
     // Without an instance the host cannot know the rate or the level yet;
     // inside effOpen the plug-in is not running: changed, not playing.
-    const std::string tail = " vendorVersion=1 level=", vendor = " vendor=1:Tonewell product=1:Tonewell VST Adapter";
-    EXPECT_EQ(joined(log.callsStartingWith("host ")),
-              "host version=2400 rate=44100 block=512" + tail + "4 language=1" + vendor + " canDo=1110 time=null; " +
-                  "host version=2400 rate=48000 block=512" + tail + "2 language=1" + vendor +
-                  " canDo=1110 time=flags=9473 tempo=120 sig=4/4 rate=48000; ");
+    const std::string answers = " block=512 level=", canDo = " vendor=1:Tonewell canDo=1110 time=";
+    EXPECT_EQ(joined(log.callsStartingWith("host ")), "host version=2400 rate=44100" + answers + "4" + canDo +
+                                                          "null; host version=2400 rate=48000" + answers + "2" + canDo +
+                                                          "flags=9473 tempo=120 sig=4/4 rate=48000; ");
 }
 
 } // namespace

@@ -23,8 +23,12 @@ namespace {
 const std::string newline = "\r\n";
 const size_t latencyFrames = 300; // fxd_latency's delay
 
-std::wstring vst2Build(const std::wstring& name) { return testPlugin(name + L"-vst.dll"); }
-std::wstring vst3Build(const std::wstring& name) { return testPlugin(name + L".vst3"); }
+std::wstring vst2Build(const std::wstring& name) {
+    return testPlugin(name + L"-vst.dll");
+}
+std::wstring vst3Build(const std::wstring& name) {
+    return testPlugin(name + L".vst3");
+}
 
 std::vector<std::wstring> with(std::vector<std::wstring> arguments, const std::vector<std::wstring>& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
@@ -49,12 +53,12 @@ TEST(FrameworkPlugins, EveryCommandOpensBothBuilds) {
     // The VST 3 build is refused as VST 3 and then, as VST 2, is a folder.
     HostRun refused2 = runHost({L"test", L"--vst", vst2Build(L"fxd_instrument")});
     EXPECT_EQ(refused2.exitCode, exitFailure);
-    EXPECT_EQ(refused2.error, "Could not load VST: " + narrow(vst2Build(L"fxd_instrument")) + newline +
-                                  "Could not open VST.");
+    EXPECT_EQ(refused2.error,
+              "Could not load VST: " + narrow(vst2Build(L"fxd_instrument")) + newline + "Could not open VST.");
     HostRun refused3 = runHost({L"test", L"--vst", vst3Build(L"fxd_instrument")});
     EXPECT_EQ(refused3.exitCode, exitFailure);
-    EXPECT_EQ(refused3.error, "Could not load VST bundle: " + narrow(vst3Build(L"fxd_instrument")) + newline +
-                                  "Could not open VST.");
+    EXPECT_EQ(refused3.error,
+              "Could not load VST bundle: " + narrow(vst3Build(L"fxd_instrument")) + newline + "Could not open VST.");
     HostRun only3 = runHost({L"test", L"--vst", vst3Build(L"fxd_instrument"), L"--vst-version", L"3"});
     EXPECT_EQ(only3.error, "Could not open VST.");
 }
@@ -113,7 +117,8 @@ TEST(FrameworkPlugins, Vst3BuildSoundsAsTheVst2Build) {
                 std::string output = vst3.output.substr(isChunked ? format.size() : 0);
                 size_t shift = delays ? latencyFrames * encoding.frameBytes : 0;
                 ASSERT_GE(output.size(), audio.size()) << what;
-                EXPECT_TRUE(sameBytes(output.substr(shift, audio.size() - shift), audio.substr(0, audio.size() - shift)))
+                EXPECT_TRUE(
+                    sameBytes(output.substr(shift, audio.size() - shift), audio.substr(0, audio.size() - shift)))
                     << what;
                 if (isChunked) {
                     EXPECT_EQ(output.substr(audio.size(), 4), le32(uint32_t(delays ? latencyFrames : 0))) << what;

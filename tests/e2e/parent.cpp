@@ -10,11 +10,9 @@
 
 namespace {
 
-// Quoted so that CommandLineToArgvW gives the argument back unchanged:
+// Quoted so that CommandLineToArgvW gives any argument back unchanged:
 // backslashes count only before a quote and before the closing quote.
 std::wstring quoteArgument(const std::wstring& argument) {
-    if (!argument.empty() && argument.find_first_of(L" \t\"") == std::wstring::npos)
-        return argument;
     std::wstring result = L"\"";
     size_t backslashes = 0;
     for (wchar_t c : argument) {
@@ -77,36 +75,34 @@ int pipesMade = 0;
 
 HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input, StandardInput kind,
                 double timeoutSeconds) {
-    Qz::scopedHandle inChild, inOurs, outChild, outOurs, errChild, errOurs;
-    if (kind == StandardInput::File)
-        inChild.reset(inputFile(input));
-    else
-        makePipe(inChild, inOurs, true);
-    makePipe(outChild, outOurs, false);
-    makePipe(errChild, errOurs, false);
-
-    std::wstring program = binFolder() + L"fxhost.exe", commandLine = quoteArgument(program);
-    for (const std::wstring& argument : arguments)
-        commandLine += L" " + quoteArgument(argument);
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = inChild.get();
-    startup.hStdOutput = outChild.get();
-    startup.hStdError = errChild.get();
-    PROCESS_INFORMATION started = {};
-    if (!CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started))
-        throw std::runtime_error("could not start fxhost.exe");
-    Qz::scopedHandle process(started.hProcess), thread(started.hThread);
-    // Only the child may hold its ends, or the readers never see the end.
-    inChild.reset();
-    outChild.reset();
-    errChild.reset();
-
+    Qz::scopedHandle inOurs, outOurs, errOurs, process, thread;
+    {
+        // Only the child may hold its ends, or the readers never see the end.
+        Qz::scopedHandle inChild, outChild, errChild;
+        if (kind == StandardInput::File)
+            inChild.reset(inputFile(input));
+        else
+            makePipe(inChild, inOurs, true);
+        makePipe(outChild, outOurs, false);
+        makePipe(errChild, errOurs, false);
+        std::wstring program = binFolder() + L"fxhost.exe", commandLine = quoteArgument(program);
+        for (const std::wstring& argument : arguments)
+            commandLine += L" " + quoteArgument(argument);
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof startup;
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = inChild.get();
+        startup.hStdOutput = outChild.get();
+        startup.hStdError = errChild.get();
+        PROCESS_INFORMATION started = {};
+        if (!CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started))
+            throw std::runtime_error("could not start fxhost.exe");
+        process.reset(started.hProcess);
+        thread.reset(started.hThread);
+    }
     HostRun run;
     std::thread writer([&] {
-        if (inOurs)
-            writeAll(inOurs.get(), input);
+        writeAll(inOurs.get(), input); // no handle for a file: fails at once
         inOurs.reset();
     });
     std::thread outReader([&] { run.output = readUpTo(outOurs.get(), std::string::npos); });
@@ -153,7 +149,6 @@ std::string PipeServer::read(size_t size) {
 }
 
 void PipeServer::close() {
-    if (handle)
-        FlushFileBuffers(handle.get());
+    FlushFileBuffers(handle.get());
     handle.reset();
 }

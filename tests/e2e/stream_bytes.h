@@ -10,8 +10,7 @@
 #include <vector>
 
 inline std::string le32(uint32_t v) {
-    const char bytes[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
-    return std::string(bytes, 4);
+    return std::string(reinterpret_cast<const char*>(&v), 4); // little-endian, as x64 is
 }
 
 inline std::string message(uint32_t command, const std::string& payload) {
@@ -36,21 +35,15 @@ inline std::string floatFrames(size_t frames, int channels, size_t first = 0) {
 
 // Float 32 samples, each multiplied by `factor`.
 inline std::string scaled(const std::string& frames, float factor) {
-    std::string out = frames;
-    for (size_t i = 0; i + 4 <= out.size(); i += 4) {
-        float v;
-        std::memcpy(&v, &out[i], 4);
-        v *= factor;
-        std::memcpy(&out[i], &v, 4);
-    }
-    return out;
+    std::vector<float> samples(frames.size() / 4);
+    std::memcpy(samples.data(), frames.data(), samples.size() * 4);
+    for (float& sample : samples)
+        sample *= factor;
+    return std::string(reinterpret_cast<const char*>(samples.data()), samples.size() * 4);
 }
 
 inline std::string pcm16(const std::vector<int16_t>& samples) {
-    std::string bytes;
-    for (int16_t s : samples)
-        bytes += le32(uint16_t(s)).substr(0, 2);
-    return bytes;
+    return std::string(reinterpret_cast<const char*>(samples.data()), 2 * samples.size());
 }
 
 // A deterministic 16-bit signal over the whole range.
@@ -63,18 +56,13 @@ inline std::vector<int16_t> signal16(size_t samples) {
 
 // Compares byte strings and, on a difference, says where it is.
 inline ::testing::AssertionResult sameBytes(const std::string& actual, const std::string& expected) {
-    if (actual == expected)
-        return ::testing::AssertionSuccess();
     size_t at = 0;
     while (at < actual.size() && at < expected.size() && actual[at] == expected[at])
         ++at;
-    auto hex = [at](const std::string& bytes) {
-        std::string text;
-        for (size_t i = at; i < bytes.size() && i < at + 8; ++i)
-            text += {"0123456789ABCDEF"[uint8_t(bytes[i]) >> 4], "0123456789ABCDEF"[bytes[i] & 15], ' '};
-        return text;
-    };
+    if (actual == expected)
+        return ::testing::AssertionSuccess();
+    auto byte = [at](const std::string& bytes) { return at < bytes.size() ? int(uint8_t(bytes[at])) : -1; };
     return ::testing::AssertionFailure() << "sizes " << actual.size() << " and " << expected.size()
-                                         << ", first difference at byte " << at << ": got " << hex(actual)
-                                         << "expected " << hex(expected);
+                                         << ", first difference at byte " << at << ": got " << byte(actual)
+                                         << ", expected " << byte(expected);
 }

@@ -21,7 +21,9 @@ HostRun command(const wchar_t* word, const std::wstring& plugin, std::vector<std
     return runHost(arguments);
 }
 
-std::string le64(uint64_t v) { return le32(uint32_t(v)) + le32(uint32_t(v >> 32)); }
+std::string le64(uint64_t v) {
+    return le32(uint32_t(v)) + le32(uint32_t(v >> 32));
+}
 
 std::string binary64(double value) {
     std::string bytes(8, '\0');
@@ -57,8 +59,8 @@ public:
     std::wstring path;
 };
 
-const std::vector<std::wstring> plainFloat = {L"--bits", L"32", L"--formattag", L"3", L"--channels", L"2",
-                                              L"--rate", L"48000"};
+const std::vector<std::wstring> plainFloat = {L"--bits",     L"32", L"--formattag", L"3",
+                                              L"--channels", L"2",  L"--rate",      L"48000"};
 const std::vector<std::wstring> chunkedFloat = {L"--protocol", L"chunked", L"--bits", L"32", L"--formattag", L"3"};
 
 TEST(Vst3Open, ModulesAndBundles) {
@@ -74,8 +76,8 @@ TEST(Vst3Open, ModulesAndBundles) {
 TEST(Vst3Open, FailuresFallThroughToVst2Silently) {
     // Each is a loadable library without a VST 2 entry: the VST 3 attempt
     // says nothing, the VST 2 attempt names the path.
-    for (const wchar_t* name : {L"fx3_noclass.vst3", L"fx3_instrument.vst3", L"fx3_initfail.vst3",
-                                L"fx3_nullfactory.vst3"}) {
+    for (const wchar_t* name :
+         {L"fx3_noclass.vst3", L"fx3_instrument.vst3", L"fx3_initfail.vst3", L"fx3_nullfactory.vst3"}) {
         std::wstring path = testPlugin(name);
         HostRun run = command(L"test", path);
         EXPECT_EQ(run.exitCode, exitFailure) << narrow(name);
@@ -113,9 +115,8 @@ TEST(Info, ReportsPinsOfBothKinds) {
     // The sidechain bus is auxiliary: it is switched off and not shown.
     EXPECT_EQ(vst3.error, "Number of inputs: 2" + newline + "  Input 0:" + newline + "    .label = Stereo In" +
                               newline + pin + "  Input 1:" + newline + "    .label = Stereo In" + newline + pin +
-                              "Number of outputs: 2" + newline + "  Output 0:" + newline +
-                              "    .label = Stereo Out" + newline + pin + "  Output 1:" + newline +
-                              "    .label = Stereo Out" + newline + pin);
+                              "Number of outputs: 2" + newline + "  Output 0:" + newline + "    .label = Stereo Out" +
+                              newline + pin + "  Output 1:" + newline + "    .label = Stereo Out" + newline + pin);
     EXPECT_EQ(vst3.output, "");
 
     HostRun vst2 = command(L"info", testPlugin(L"fx_mixedpins.dll"));
@@ -146,14 +147,14 @@ TEST(Vst3Settings, DataFileAndStreamCarryPresetImages) {
     DataFile data;
     data.write(gainImage(0.25)); // half the level
     const std::string audio = floatFrames(600, 2);
-    std::string input = message(3, formatRecord(44100, 2, 3, 2, 3)) + message(1, audio) +
-                        message(2, gainImage(1.0)) + message(1, audio);
+    std::string input = message(3, formatRecord(44100, 2, 3, 2, 3)) + message(1, audio) + message(2, gainImage(1.0)) +
+                        message(1, audio);
     std::vector<std::wstring> arguments = {L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--data", data.path};
     arguments.insert(arguments.end(), chunkedFloat.begin(), chunkedFloat.end());
     HostRun run = runHost(arguments, input);
     EXPECT_EQ(run.exitCode, 0u) << run.error;
-    std::string expected = formatRecord(44100, 2, 3, 2, 3) + scaled(audio, 0.5f) + le32(0) + scaled(audio, 2.0f) +
-                           le32(0);
+    std::string expected =
+        formatRecord(44100, 2, 3, 2, 3) + scaled(audio, 0.5f) + le32(0) + scaled(audio, 2.0f) + le32(0);
     EXPECT_TRUE(sameBytes(run.output, expected));
 
     // An image of another class is refused whole; one in lower case is not.
@@ -166,8 +167,8 @@ TEST(Vst3Settings, DataFileAndStreamCarryPresetImages) {
     run = runHost({L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--protocol", L"chunked", L"--bits", L"32",
                    L"--formattag", L"3"},
                   input);
-    EXPECT_TRUE(sameBytes(run.output,
-                          formatRecord(44100, 2, 3, 2, 3) + audio + le32(0) + scaled(audio, 0.5f) + le32(0)));
+    EXPECT_TRUE(
+        sameBytes(run.output, formatRecord(44100, 2, 3, 2, 3) + audio + le32(0) + scaled(audio, 0.5f) + le32(0)));
 }
 
 // The calls a VST 3 plug-in receives over a whole run, leaving out the
@@ -176,8 +177,7 @@ Lines lifecycleCalls(const CallLog& log) {
     Lines calls;
     for (const std::string& line : log.calls())
         if (line.find("getBusCount") == std::string::npos && line.find("getBusInfo") == std::string::npos &&
-            line.find("getParamNormalized") == std::string::npos &&
-            line.find("getParameterInfo") == std::string::npos)
+            line.find("getParamNormalized") == std::string::npos && line.find("getParameterInfo") == std::string::npos)
             calls.push_back(line);
     return calls;
 }

@@ -30,16 +30,16 @@ void pluginLog(const char* format, ...) {
     std::wstring path = logPath();
     if (path.empty())
         return;
-    char text[2048];
+    char text[2048] = "";
     va_list args;
     va_start(args, format);
-    int length = std::vsnprintf(text, sizeof text, format, args);
+    std::vsnprintf(text, sizeof text, format, args); // cut short, if need be
     va_end(args);
     std::lock_guard<std::mutex> lock(logMutex);
     // Opened per line, so that a host that dies halfway leaves every line
     // before its death; binary, so that the tests never see "\r\n".
     if (FILE* file = _wfopen(path.c_str(), L"ab")) {
-        std::fprintf(file, "%s %s\n", FX_PLUGIN_NAME, length < 0 ? "" : text);
+        std::fprintf(file, "%s %s\n", FX_PLUGIN_NAME, text);
         std::fclose(file);
     }
 }

@@ -1,6 +1,6 @@
-// One small VST 2 effect, built into several test plug-ins: FX_VARIANT
-// (from tests/plugins/CMakeLists.txt, which says what each provokes) gives
-// its pins, parameters, latency and traits. Output pin c is input pin c
+// One small VST 2 effect, built into several test plug-ins: compile
+// definitions give its pins, parameters and latency, and FX_TRAITS names what
+// it does otherwise (tests/plugins/CMakeLists.txt says what each provokes). Output pin c is input pin c
 // delayed by the latency (silence where there is no such input): a known
 // function of the input, so the tests can check every byte. Every call
 // received and every host answer is logged (see plugin_log.h).
@@ -9,47 +9,29 @@
 
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <stdexcept>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "plugin_log.h"
 #include "vst2/vst2_interface.h"
 
 namespace {
 
-enum Trait : unsigned {
-    Editor = 1 << 0,
-    Synth = 1 << 1,
-    BadMagic = 1 << 2,
-    NullEntry = 1 << 3,
-    ThrowEntry = 1 << 4,
-    ThrowOpen = 1 << 5,
-    Asks = 1 << 6,
-    FloatOnly = 1 << 7,
-    Accumulate = 1 << 8,
-    Chunks = 1 << 9,
-    Once = 1 << 10,
-    NoProcess = 1 << 11,
-    MixedPins = 1 << 12,
-};
+constexpr VstInt32 pinsIn = FX_INPUTS, pinsOut = FX_OUTPUTS, params = FX_PARAMS, latency = FX_LATENCY;
 
-struct Variant {
-    VstInt32 inputs, outputs, params, latency;
-    unsigned traits;
-};
-constexpr Variant v = {FX_VARIANT};
-constexpr bool has(unsigned trait) { return (v.traits & trait) != 0; }
+// Whether FX_TRAITS names `trait`.
+constexpr bool has(std::string_view trait) {
+    return std::string_view(FX_TRAITS).find(trait) != trait.npos;
+}
 
 struct Plugin {
     AEffect effect{};
     audioMasterCallback host = nullptr;
-    std::vector<double> delay[4]; // per output pin, the last `latency` inputs
-    VstInt32 position = 0;
+    std::deque<double> delay[4] = {}; // per output pin, the last `latency` inputs
     std::string chunk = "chunk of " FX_PLUGIN_NAME;
 };
-
-Plugin* pluginOf(AEffect* effect) { return static_cast<Plugin*>(effect->object); }
 
 // What plug-ins commonly ask, without an instance (effect null) and with
 // one, on one line, so that a test compares all the answers at once.
@@ -57,42 +39,43 @@ void askHost(audioMasterCallback host, AEffect* effect) {
     auto ask = [&](VstInt32 opcode, void* ptr = nullptr, VstIntPtr value = 0) {
         return static_cast<long long>(host(effect, opcode, 0, value, ptr, 0.0f));
     };
-    char vendor[256] = {}, product[256] = {}, time[128] = "null";
-    std::string answers = std::to_string(ask(audioMasterGetVendorString, vendor)) + ":" + vendor + " product=" +
-                          std::to_string(ask(audioMasterGetProductString, product)) + ":" + product + " canDo=";
+    char vendor[256] = {}, time[128] = "null";
+    std::string canDo;
     for (const char* what : {"sendVstTimeInfo", "sizeWindow", "supplyIdle", "receiveVstEvents"})
-        answers += std::to_string(ask(audioMasterCanDo, const_cast<char*>(what)));
+        canDo += std::to_string(ask(audioMasterCanDo, const_cast<char*>(what)));
     if (const VstTimeInfo* t = reinterpret_cast<const VstTimeInfo*>(
             ask(audioMasterGetTime, nullptr, kVstNanosValid | kVstTempoValid | kVstTimeSigValid)))
         std::snprintf(time, sizeof time, "flags=%d tempo=%g sig=%d/%d rate=%g", t->flags, t->tempo, t->timeSigNumerator,
                       t->timeSigDenominator, t->sampleRate);
-    pluginLog("host version=%lld rate=%lld block=%lld vendorVersion=%lld level=%lld language=%lld vendor=%s time=%s",
+    long long vendorAnswer = ask(audioMasterGetVendorString, vendor);
+    pluginLog("host version=%lld rate=%lld block=%lld level=%lld vendor=%lld:%s canDo=%s time=%s",
               ask(audioMasterVersion), ask(audioMasterGetSampleRate), ask(audioMasterGetBlockSize),
-              ask(audioMasterGetVendorVersion), ask(audioMasterGetCurrentProcessLevel), ask(audioMasterGetLanguage),
-              answers.c_str(), time);
+              ask(audioMasterGetCurrentProcessLevel), vendorAnswer, vendor, canDo.c_str(), time);
 }
 
 // The opcodes the host sends, by name, so that the log reads like its code.
-#define NAMED(opcode) {opcode, #opcode}
+#define NAMED(opcode)                                                                                                  \
+    { opcode, #opcode }
 const struct {
     VstInt32 opcode;
     const char* name;
 } opcodeNames[] = {
-    NAMED(effOpen),          NAMED(effClose),           NAMED(effSetSampleRate),         NAMED(effSetBlockSize),
-    NAMED(effMainsChanged),  NAMED(effEditGetRect),     NAMED(effEditClose),             NAMED(effEditIdle),
-    NAMED(effGetChunk),      NAMED(effSetChunk),        NAMED(effConnectInput),          NAMED(effConnectOutput),
-    NAMED(effGetTailSize),   NAMED(effIdle),            NAMED(effSetSpeakerArrangement), NAMED(effSetProcessPrecision),
-    NAMED(effGetInputProperties), NAMED(effGetOutputProperties),
+    // clang-format off
+    NAMED(effOpen), NAMED(effClose), NAMED(effSetSampleRate), NAMED(effSetBlockSize), NAMED(effMainsChanged),
+    NAMED(effGetChunk), NAMED(effSetChunk), NAMED(effConnectInput), NAMED(effConnectOutput), NAMED(effIdle),
+    NAMED(effGetInputProperties), NAMED(effGetOutputProperties), NAMED(effSetSpeakerArrangement),
+    NAMED(effGetTailSize), NAMED(effSetProcessPrecision),
+    // clang-format on
 };
 
 VstIntPtr fillPin(VstInt32 index, void* ptr, bool input) {
-    VstInt32 pins = input ? v.inputs : v.outputs;
+    VstInt32 pins = input ? pinsIn : pinsOut;
     if (index < 0 || index >= pins)
         return 0;
     VstPinProperties* pin = static_cast<VstPinProperties*>(ptr);
     std::memset(pin, 0, sizeof *pin);
     std::snprintf(pin->label, sizeof pin->label, "%s %d", input ? "In" : "Out", int(index) + 1);
-    bool mono = pins == 1 || (input && has(MixedPins) && index >= 2);
+    bool mono = pins == 1 || (input && has("MixedPins") && index >= 2);
     pin->arrangementType = mono ? kSpeakerArrMono : kSpeakerArrStereo;
     pin->flags = kVstPinIsActive | (mono ? 0 : kVstPinIsStereo);
     return 1;
@@ -108,12 +91,12 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
     if (opcode == effSetSpeakerArrangement)
         value = static_cast<VstSpeakerArrangement*>(ptr)->type;
     pluginLog("dispatch %s %d %lld %g", name, index, static_cast<long long>(value), opt);
-    Plugin* plugin = pluginOf(effect);
+    Plugin* plugin = static_cast<Plugin*>(effect->object);
     switch (opcode) {
     case effOpen:
-        if (has(ThrowOpen))
+        if (has("ThrowOpen"))
             throw std::runtime_error("fails in effOpen on purpose");
-        if (has(Asks)) {
+        if (has("Asks")) {
             askHost(plugin->host, effect);
             plugin->host(effect, audioMasterNeedIdle, 0, 0, nullptr, 0.0f);
         }
@@ -125,10 +108,10 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
     case effGetOutputProperties:
         return fillPin(index, ptr, opcode == effGetInputProperties);
     case effSetProcessPrecision:
-        return has(FloatOnly) && value == kVstProcessPrecision64 ? 0 : 1;
+        return has("FloatOnly") && value == kVstProcessPrecision64 ? 0 : 1;
     case effGetChunk:
         *static_cast<void**>(ptr) = &plugin->chunk[0];
-        return has(Chunks) ? VstIntPtr(plugin->chunk.size()) : 0;
+        return has("Chunks") ? VstIntPtr(plugin->chunk.size()) : 0;
     case effSetChunk:
         plugin->chunk.assign(static_cast<const char*>(ptr), size_t(value));
         pluginLog("chunk %s", plugin->chunk.c_str());
@@ -137,25 +120,24 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
     return 0; // including effIdle: "no more idle calls"
 }
 
-void VSTCALLBACK setParameter(AEffect*, VstInt32 index, float value) { pluginLog("setParameter %d %g", index, value); }
+void VSTCALLBACK setParameter(AEffect*, VstInt32 index, float value) {
+    pluginLog("setParameter %d %g", index, value);
+}
 
 // processReplacing, processDoubleReplacing and the old accumulating
 // process, which adds to what the outputs hold.
-template <typename Sample> void VSTCALLBACK render(AEffect* effect, Sample** inputs, Sample** outputs, VstInt32 frames) {
-    pluginLog("%s %d", sizeof(Sample) == 8 ? "processDoubleReplacing" : has(Accumulate) ? "process" : "processReplacing",
-              frames);
-    Plugin* plugin = pluginOf(effect);
-    for (VstInt32 c = 0; c < v.outputs && frames > 0; ++c)
-        for (VstInt32 i = 0, at = plugin->position; i < frames; ++i) {
-            double x = c < v.inputs ? double(inputs[c][i]) : 0.0;
-            if (v.latency > 0) {
-                std::swap(x, plugin->delay[c][size_t(at)]);
-                at = (at + 1) % v.latency;
-            }
-            outputs[c][i] = Sample(has(Accumulate) ? outputs[c][i] + x : x);
+template <typename Sample>
+void VSTCALLBACK render(AEffect* effect, Sample** inputs, Sample** outputs, VstInt32 frames) {
+    constexpr bool accumulate = has("Accumulate");
+    const char* call = sizeof(Sample) == 8 ? "processDoubleReplacing" : accumulate ? "process" : "processReplacing";
+    pluginLog("%s %d", call, frames);
+    for (VstInt32 c = 0; c < pinsOut; ++c)
+        for (VstInt32 i = 0; i < frames; ++i) {
+            std::deque<double>& line = static_cast<Plugin*>(effect->object)->delay[c];
+            line.push_back(c < pinsIn ? double(inputs[c][i]) : 0.0);
+            outputs[c][i] = Sample(accumulate ? outputs[c][i] + line.front() : line.front());
+            line.pop_front();
         }
-    if (v.latency > 0)
-        plugin->position = (plugin->position + frames) % v.latency;
 }
 
 } // namespace
@@ -164,9 +146,9 @@ template <typename Sample> void VSTCALLBACK render(AEffect* effect, Sample** inp
 extern "C" AEffect* VSTCALLBACK plugin_main_entry(audioMasterCallback host) {
     pluginLog("entry");
     static int opened = 0;
-    if (has(ThrowEntry))
+    if (has("ThrowEntry"))
         throw std::runtime_error("fails in its entry on purpose");
-    if (has(Asks)) {
+    if (has("Asks")) {
         wchar_t folder[4 * MAX_PATH];
         char text[4 * 4 * MAX_PATH];
         DWORD length = GetCurrentDirectoryW(4 * MAX_PATH, folder);
@@ -174,29 +156,26 @@ extern "C" AEffect* VSTCALLBACK plugin_main_entry(audioMasterCallback host) {
         pluginLog("cwd %s", text);
         askHost(host, nullptr);
     }
-    if (has(NullEntry) || (has(Once) && opened++ > 0))
+    if (has("NullEntry") || (has("Once") && opened++ > 0))
         return nullptr;
 
-    Plugin* plugin = new Plugin;
-    plugin->host = host;
-    for (std::vector<double>& line : plugin->delay)
-        line.assign(size_t(v.latency), 0.0);
+    Plugin* plugin = new Plugin{{}, host};
+    for (std::deque<double>& line : plugin->delay)
+        line.assign(size_t(latency), 0.0);
     AEffect& effect = plugin->effect;
-    effect.magic = has(BadMagic) ? 0 : kEffectMagic;
+    effect.magic = has("BadMagic") ? 0 : kEffectMagic;
     effect.dispatcher = dispatcher;
-    effect.process = render<float>;
     effect.setParameter = setParameter;
-    effect.numPrograms = 1;
-    effect.numParams = v.params;
-    effect.numInputs = v.inputs;
-    effect.numOutputs = v.outputs;
-    effect.initialDelay = v.latency;
-    effect.flags = (has(Accumulate) ? 0 : effFlagsCanReplacing) | (has(FloatOnly) ? 0 : effFlagsCanDoubleReplacing) |
-                   (has(Chunks) ? effFlagsProgramChunks : 0) | (has(Editor) ? effFlagsHasEditor : 0) |
-                   (has(Synth) ? effFlagsIsSynth : 0);
-    effect.ioRatio = 1.0f;
+    effect.numParams = params;
+    effect.numInputs = pinsIn;
+    effect.numOutputs = pinsOut;
+    effect.initialDelay = latency;
+    effect.flags = (has("Accumulate") ? 0 : effFlagsCanReplacing) |
+                   (has("FloatOnly") ? 0 : effFlagsCanDoubleReplacing) | (has("Chunks") ? effFlagsProgramChunks : 0) |
+                   (has("Editor") ? effFlagsHasEditor : 0) | (has("Synth") ? effFlagsIsSynth : 0);
     effect.object = plugin;
-    effect.processReplacing = has(Accumulate) || has(NoProcess) ? nullptr : render<float>;
-    effect.processDoubleReplacing = has(FloatOnly) ? nullptr : render<double>;
+    effect.process = render<float>;
+    effect.processReplacing = has("Accumulate") || has("NoProcess") ? nullptr : render<float>;
+    effect.processDoubleReplacing = has("FloatOnly") ? nullptr : render<double>;
     return &effect;
 }
