@@ -1,253 +1,113 @@
-// The host's front door seen from a parent: argument checks, opening VST 2
-// plug-ins, `test` and `has-editor`, every failure text and exit code, and
-// the order of calls a plug-in receives over a whole run.
+// The host's front door seen from a parent: the command line, transports
+// that fail before anything else, opening VST 2 plug-ins, `test` and
+// `has-editor`, every failure text with its exit code, the calls a plug-in
+// receives and what the host answers it.
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "parent.h"
 #include "support/win32.h"
 
 namespace {
 
-typedef std::vector<std::string> Lines;
-
 // Standard error goes through the C runtime in text mode, so every "\n" the
 // host prints reaches the parent as "\r\n".
-const std::string newline = "\r\n";
+const std::string nl = "\r\n";
 
-HostRun testCommand(const std::wstring& plugin, std::vector<std::wstring> extra = {}) {
-    std::vector<std::wstring> arguments = {L"test", L"--vst", plugin};
-    arguments.insert(arguments.end(), extra.begin(), extra.end());
-    return runHost(arguments);
-}
-
-void expectRun(const HostRun& run, uint32_t exitCode, const std::string& error) {
-    EXPECT_EQ(run.exitCode, exitCode);
-    EXPECT_EQ(run.error, error);
-    EXPECT_EQ(run.output, "") << "nothing but audio may reach standard output";
-}
-
-TEST(CommandLine, CountIsCheckedBeforeAnyKey) {
-    const std::string refused = "Incorrect argument count." + newline;
-    expectRun(runHost({}), exitFailure, refused);
-    expectRun(runHost({L"has-editor", L"--vst"}), exitFailure, refused);
-    expectRun(runHost({L"test", L"--vst", testPlugin(L"fx_effect.dll"), L"--rate"}), exitFailure, refused);
-    // A lone command word is a valid count; it then lacks a plug-in.
-    expectRun(runHost({L"test"}), exitFailure, "No VST specified." + newline);
-}
-
-TEST(CommandLine, KeysAreExactAndUnknownOnesIgnored) {
-    expectRun(runHost({L"test", L"--VST", testPlugin(L"fx_effect.dll")}), exitFailure,
-              "No VST specified." + newline);
-    expectRun(testCommand(testPlugin(L"fx_effect.dll"), {L"foo", L"bar", L"--window-title", L"--dashes"}), 0, "");
-}
-
-TEST(CommandLine, LastOfRepeatedKeysWinsAndBadNumbersReadAsZero) {
-    CallLog log;
-    std::wstring asks = testPlugin(L"fx_asks.dll");
-    expectRun(testCommand(asks, {L"--rate", L"44100", L"--rate", L"48000", L"--Rate", L"96000"}), 0, "");
-    Lines rates = log.callsStartingWith("dispatch effSetSampleRate");
-    EXPECT_EQ(rates, Lines({"dispatch effSetSampleRate 0 0 48000"}));
-
-    CallLog second;
-    expectRun(testCommand(asks, {L"--rate", L"fast"}), 0, "");
-    EXPECT_TRUE(second.callsStartingWith("dispatch effSetSampleRate").empty());
-}
-
-TEST(Commands, WordsAreWholeAndCaseSensitive) {
-    const std::string unknown = "Invalid arguments, no command found." + newline;
-    std::wstring effect = testPlugin(L"fx_effect.dll");
-    for (const wchar_t* word : {L"TEST", L"tes", L"test ", L"frobnicate"})
-        expectRun(runHost({word, L"--vst", effect}), exitFailure, unknown);
-}
-
-TEST(Commands, BadWordWithBadPluginReportsThePlugin) {
-    std::wstring missing = binFolder() + L"plugins\\no-such-plugin.dll";
-    expectRun(runHost({L"frobnicate", L"--vst", missing}), exitFailure,
-              "Could not load VST bundle: " + narrow(missing) + newline + "Could not open VST.");
-}
-
-TEST(Commands, TestOpensAndClosesInOrder) {
-    CallLog log;
-    expectRun(testCommand(testPlugin(L"fx_effect.dll")), 0, "");
-    EXPECT_EQ(log.calls(), Lines({
-                               "entry",
-                               "dispatch effOpen 0 0 0",
-                               "dispatch effSetBlockSize 0 512 0",
-                               "dispatch effMainsChanged 0 1 0",
-                               "dispatch effMainsChanged 0 0 0",
-                               "dispatch effClose 0 0 0",
-                           }));
-}
-
-TEST(Commands, RateIsGivenOnlyWhenPositive) {
-    std::wstring effect = testPlugin(L"fx_effect.dll");
-    {
-        CallLog log;
-        expectRun(testCommand(effect, {L"--rate", L"48000"}), 0, "");
-        Lines calls = log.calls();
-        ASSERT_GE(calls.size(), 3u);
-        EXPECT_EQ(calls[1], "dispatch effOpen 0 0 0");
-        EXPECT_EQ(calls[2], "dispatch effSetSampleRate 0 0 48000");
-        EXPECT_EQ(calls[3], "dispatch effSetBlockSize 0 512 0");
-    }
-    for (const wchar_t* rate : {L"0", L"-5"}) {
-        CallLog log;
-        expectRun(testCommand(effect, {L"--rate", rate}), 0, "");
-        EXPECT_TRUE(log.callsStartingWith("dispatch effSetSampleRate").empty()) << narrow(rate);
-    }
-}
-
-TEST(Commands, HasEditorWantsAnEditorOrParameters) {
-    struct Case {
-        const wchar_t* plugin;
+TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
+    ScopedTempFolder folder;
+    const std::wstring output = folder.path() + L"out.raw"; // emptied at once, even when the plug-in then fails
+    writeWholeFile(output, "old contents");
+    const std::wstring effect = testPlugin(L"fx_effect.dll"), missing = testPlugin(L"m\u00e4ngel \u97f3.dll");
+    const std::wstring nobody = L"\\\\.\\pipe\\fxhost-nobody", absent = testPlugin(L"absent\\absent.raw");
+    const std::string count = "Incorrect argument count." + nl, noVst = "No VST specified." + nl;
+    const std::string unknown = "Invalid arguments, no command found." + nl, noPipe = "could not connect pipe" + nl;
+    const std::string notLoaded = "Could not load VST bundle: " + narrow(missing) + nl + "Could not open VST.";
+    const std::string opened = "entry; dispatch effOpen 0 0 0; ";
+    const std::string shut = "dispatch effMainsChanged 0 0 0; dispatch effClose 0 0 0; ";
+    const std::string rest = "dispatch effSetBlockSize 0 512 0; dispatch effMainsChanged 0 1 0; " + shut;
+    struct Row {
+        const char* name;
+        std::vector<std::wstring> arguments;
         uint32_t exitCode;
-    } cases[] = {
-        {L"fx_editor_noparams.dll", 0},
-        {L"fx_params_noeditor.dll", 0},
-        {L"fx_effect.dll", 0},
-        {L"fx_bare.dll", exitFailure},
+        std::string error;
+        std::string calls = "(unchecked)";
     };
-    for (const Case& c : cases) {
-        HostRun run = runHost({L"has-editor", L"--vst", testPlugin(c.plugin)});
-        EXPECT_EQ(run.exitCode, c.exitCode) << narrow(c.plugin);
-        EXPECT_EQ(run.error, "") << narrow(c.plugin);
-    }
-}
-
-TEST(Commands, MainEntryIsTheFallback) {
-    CallLog log;
-    expectRun(testCommand(testPlugin(L"fx_mainonly.dll")), 0, "");
-    ASSERT_FALSE(log.calls().empty());
-    EXPECT_EQ(log.calls().front(), "entry");
-}
-
-TEST(Failures, RefusedPluginsNameTheirPath) {
-    // Each either has no entry, hands back no valid record, is an instrument
-    // or throws while opening; none of them may take the host down.
-    for (const wchar_t* name : {L"fx_noentry.dll", L"fx_nullentry.dll", L"fx_badmagic.dll", L"fx_synth.dll",
-                                L"fx_throw_entry.dll", L"fx_throw_open.dll"}) {
-        std::wstring plugin = testPlugin(name);
-        for (const wchar_t* command : {L"test", L"has-editor"}) {
-            HostRun run = runHost({command, L"--vst", plugin});
-            EXPECT_EQ(run.exitCode, exitFailure) << narrow(name);
-            EXPECT_EQ(run.error, "Could not load VST: " + narrow(plugin) + newline + "Could not open VST.")
-                << narrow(name);
+    // clang-format off
+    std::vector<Row> rows = {
+        {"no words", {}, exitFailure, count},
+        {"odd count", {L"has-editor", L"--vst"}, exitFailure, count},
+        {"odd count, checked before any key", {L"test", L"--vst", effect, L"--rate"}, exitFailure, count},
+        {"a lone command word", {L"test"}, exitFailure, noVst},
+        {"keys are case-sensitive", {L"test", L"--VST", effect}, exitFailure, noVst},
+        {"unknown keys are ignored", {L"test", L"--vst", effect, L"foo", L"bar", L"--window", L"--x"}, 0, ""},
+        {"the last of a repeated key wins", {L"test", L"--vst", effect, L"--rate", L"44100", L"--rate", L"48000",
+         L"--Rate", L"96000"}, 0, "", opened + "dispatch effSetSampleRate 0 0 48000; " + rest},
+        {"a rate of 0 is not given", {L"test", L"--vst", effect, L"--rate", L"0"}, 0, "", opened + rest},
+        {"nor a negative rate", {L"test", L"--vst", effect, L"--rate", L"-5"}, 0, "", opened + rest},
+        {"nor a bad number", {L"test", L"--vst", effect, L"--rate", L"fast"}, 0, "", opened + rest},
+        {"main is the fallback entry", {L"test", L"--vst", testPlugin(L"fx_mainonly.dll")}, 0, ""},
+        {"has-editor: an editor", {L"has-editor", L"--vst", testPlugin(L"fx_editor.dll")}, 0, ""},
+        {"has-editor: parameters", {L"has-editor", L"--vst", effect}, 0, ""},
+        {"has-editor: neither", {L"has-editor", L"--vst", testPlugin(L"fx_bare.dll")}, exitFailure, ""},
+        {"a missing library", {L"test", L"--vst", missing, L"--output", output}, exitFailure, notLoaded},
+        {"the plug-in before the command word", {L"frobnicate", L"--vst", missing}, exitFailure, notLoaded},
+        {"command words are exact", {L"TEST", L"--vst", effect}, exitFailure, unknown},
+        {"and whole", {L"tes", L"--vst", effect}, exitFailure, unknown},
+        {"--vst-version 2", {L"test", L"--vst", effect, L"--vst-version", L"2"}, 0, ""},
+        {"pipe nobody serves", {L"test", L"--pipe", nobody}, exitFailure, noPipe},
+        {"inpipe nobody serves", {L"test", L"--inpipe", nobody, L"--vst", effect}, exitFailure, noPipe, ""},
+        {"missing input", {L"process", L"--vst", effect, L"--input", absent}, exitFailure, "file not found" + nl, ""},
+        {"output in a missing folder", {L"test", L"--output", absent}, exitFailure, "file not found" + nl},
+        {"an URL needs the HTTP client", {L"test", L"--input", L"HTTPS://example.invalid/a.wav"}, exitFailure,
+         "not implemented" + nl},
+    };
+    // None of these may take the host down; what was opened is closed.
+    const std::pair<const wchar_t*, std::string> refused[] = {
+        {L"fx_noentry.dll", ""}, {L"fx_nullentry.dll", "entry; "}, {L"fx_badmagic.dll", "entry; "},
+        {L"fx_synth.dll", "entry; "}, {L"fx_throw_entry.dll", "entry; "}, {L"fx_throw_open.dll", opened + shut}};
+    for (const auto& plugin : refused) // with the calls it received
+        for (const wchar_t* command : {L"test", L"has-editor"})
+            rows.push_back({"refused plug-in", {command, L"--vst", testPlugin(plugin.first)}, exitFailure,
+                            "Could not load VST: " + narrow(testPlugin(plugin.first)) + nl + "Could not open VST.",
+                            plugin.second});
+    for (const wchar_t* version : {L"4", L"0", L"x", L"3"})
+        rows.push_back({"--vst-version other than 2", {L"test", L"--vst", effect, L"--vst-version", version},
+                        exitFailure, "Could not open VST.", ""});
+    // clang-format on
+    for (const Row& row : rows) {
+        std::string what = row.name;
+        for (const std::wstring& argument : row.arguments)
+            what += " " + narrow(argument);
+        CallLog log;
+        HostRun run = runHost(row.arguments);
+        EXPECT_EQ(run.exitCode, row.exitCode) << what;
+        EXPECT_EQ(run.error, row.error) << what;
+        EXPECT_EQ(run.output, "") << what << ": nothing but audio may reach standard output";
+        if (row.calls != "(unchecked)") {
+            EXPECT_EQ(joined(log.calls()), row.calls) << what;
         }
     }
+    EXPECT_EQ(readWholeFile(output), "");
 }
 
-TEST(Failures, MissingLibrary) {
-    std::wstring missing = binFolder() + L"plugins\\no-such-plugin.dll";
-    expectRun(testCommand(missing), exitFailure,
-              "Could not load VST bundle: " + narrow(missing) + newline + "Could not open VST.");
-}
-
-TEST(Failures, PluginThatThrowsFromOpenIsStillClosed) {
-    CallLog log;
-    testCommand(testPlugin(L"fx_throw_open.dll"));
-    EXPECT_EQ(log.calls(), Lines({
-                               "entry",
-                               "dispatch effOpen 0 0 0",
-                               "dispatch effMainsChanged 0 0 0",
-                               "dispatch effClose 0 0 0",
-                           }));
-}
-
-TEST(Failures, InstrumentIsNeverOpened) {
-    CallLog log;
-    testCommand(testPlugin(L"fx_synth.dll"));
-    EXPECT_EQ(log.calls(), Lines({"entry"}));
-}
-
-TEST(VstVersion, ChoosesWhatIsTried) {
-    std::wstring effect = testPlugin(L"fx_effect.dll");
-    {
-        CallLog log;
-        expectRun(testCommand(effect, {L"--vst-version", L"2"}), 0, "");
-    }
-    for (const wchar_t* version : {L"4", L"0", L"x", L"3"}) {
-        CallLog log;
-        expectRun(testCommand(effect, {L"--vst-version", version}), exitFailure, "Could not open VST.");
-        EXPECT_TRUE(log.calls().empty()) << "nothing may be tried for --vst-version " << narrow(version);
-    }
-}
-
-TEST(HostAnswers, InsideTheEntryAndAfterwards) {
-    CallLog log;
-    expectRun(testCommand(testPlugin(L"fx_asks.dll"), {L"--rate", L"48000", L"--process", L"realtime"}), 0, "");
-    Lines calls = log.calls();
-    Lines fromEntry, fromOpen;
-    Lines* current = nullptr;
-    for (const std::string& line : calls) {
-        if (line == "entry")
-            current = &fromEntry;
-        else if (line == "dispatch effOpen 0 0 0")
-            current = &fromOpen;
-        else if (line.compare(0, 5, "host ") == 0 && current)
-            current->push_back(line);
-        else if (line.compare(0, 9, "dispatch ") == 0)
-            current = nullptr;
-    }
-    // Without an instance the host cannot know the rate or the level yet.
-    const Lines sameEverywhere = {
-        "host audioMasterVersion -> 2400",
-        "host audioMasterGetBlockSize -> 512",
-        "host audioMasterGetVendorString -> 1 \"Tonewell\"",
-        "host audioMasterGetProductString -> 1 \"Tonewell VST Adapter\"",
-        "host audioMasterGetVendorVersion -> 1",
-        "host audioMasterCanDo sendVstTimeInfo -> 1",
-        "host audioMasterCanDo sizeWindow -> 1",
-        "host audioMasterCanDo supplyIdle -> 1",
-        "host audioMasterCanDo receiveVstEvents -> 0",
-        "host audioMasterGetLanguage -> 1",
-    };
-    auto has = [](const Lines& lines, const std::string& line) {
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    };
-    for (const std::string& line : sameEverywhere) {
-        EXPECT_TRUE(has(fromEntry, line)) << "from the entry: " << line;
-        EXPECT_TRUE(has(fromOpen, line)) << "from effOpen: " << line;
-    }
-    EXPECT_TRUE(has(fromEntry, "host audioMasterGetSampleRate -> 44100"));
-    EXPECT_TRUE(has(fromEntry, "host audioMasterGetCurrentProcessLevel -> 4"));
-    EXPECT_TRUE(has(fromEntry, "host audioMasterGetTime 9472 -> null"));
-    EXPECT_TRUE(has(fromOpen, "host audioMasterGetSampleRate -> 48000"));
-    EXPECT_TRUE(has(fromOpen, "host audioMasterGetCurrentProcessLevel -> 2"));
-    // Inside effOpen the plug-in is not running yet: changed, not playing.
-    bool sawTime = false;
-    for (const std::string& line : fromOpen) {
-        if (line.compare(0, 29, "host audioMasterGetTime 9472 ") == 0) {
-            sawTime = true;
-            const std::string expected = "host audioMasterGetTime 9472 -> flags=9473 tempo=120 sig=4/4 rate=48000 ";
-            EXPECT_EQ(line.substr(0, expected.size()), expected);
-        }
-    }
-    EXPECT_TRUE(sawTime);
-}
-
-TEST(Paths, NonAsciiPluginPathReachesTheLoader) {
+TEST(FrontDoor, HostAnswersInsideTheEntryAndAfterwards) {
+    // A non-ASCII folder of its own: the plug-in must load from it and work
+    // in it.
     ScopedTempFolder folder(L"fxhost Pl\u00fcg-\u00efn \u97f3");
-    std::wstring copy = folder.path() + L"\u00e9ffet \u0444.dll";
-    ASSERT_TRUE(CopyFileW(testPlugin(L"fx_effect.dll").c_str(), copy.c_str(), FALSE));
-    expectRun(testCommand(copy), 0, "");
-
-    std::wstring missing = folder.path() + L"m\u00e4ngel.dll";
-    expectRun(testCommand(missing), exitFailure,
-              "Could not load VST bundle: " + narrow(missing) + newline + "Could not open VST.");
-}
-
-TEST(Paths, WorkingDirectoryIsThePluginsFolder) {
+    std::wstring copy = folder.path() + L"fx_asks.dll";
+    ASSERT_TRUE(CopyFileW(testPlugin(L"fx_asks.dll").c_str(), copy.c_str(), FALSE));
     CallLog log;
-    std::wstring plugin = testPlugin(L"fx_asks.dll");
-    expectRun(testCommand(plugin), 0, "");
-    Lines cwd = log.callsStartingWith("cwd ");
-    ASSERT_EQ(cwd.size(), 1u);
-    // GetCurrentDirectoryW has no trailing backslash except at a drive root.
-    std::wstring folder = binFolder() + L"plugins";
-    EXPECT_EQ(cwd[0], "cwd " + narrow(folder));
+    HostRun run = runHost({L"test", L"--vst", copy, L"--rate", L"48000", L"--process", L"realtime"});
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(joined(log.callsStartingWith("cwd ")),
+              "cwd " + narrow(folder.path().substr(0, folder.path().size() - 1)) + "; ");
+    // Without an instance the host cannot know the rate or the level yet;
+    // inside effOpen the plug-in is not running: changed, not playing.
+    const std::string answers = " block=512 level=", canDo = " vendor=1:Tonewell canDo=1110 time=";
+    EXPECT_EQ(joined(log.callsStartingWith("host ")), "host version=2400 rate=44100" + answers + "4" + canDo +
+                                                          "null; host version=2400 rate=48000" + answers + "2" + canDo +
+                                                          "flags=9473 tempo=120 sig=4/4 rate=48000; ");
 }
 
 } // namespace

@@ -9,16 +9,15 @@
 #include <vector>
 
 #include "common/test_files.h"
+#include "support/scoped_handle.h"
 
 struct HostRun {
-    uint32_t exitCode = 0;  // 0xFFFFFFFF is the host's -1
-    std::string output;     // bytes the host wrote on standard output
-    std::string error;      // bytes the host wrote on standard error
+    uint32_t exitCode = 0; // 0xFFFFFFFF is the host's -1
+    std::string output;    // bytes the host wrote on standard output
+    std::string error;     // bytes the host wrote on standard error
 };
 
 const uint32_t exitFailure = 0xFFFFFFFFu;
-
-std::wstring hostExecutable();
 
 // How the host's standard input is fed. From a file, the end of the data
 // reads as 0 bytes: a clean end. Through an anonymous pipe whose write end
@@ -31,8 +30,8 @@ enum class StandardInput { File, Pipe };
 HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input = std::string(),
                 StandardInput kind = StandardInput::File, double timeoutSeconds = 60.0);
 
-// Quotes one argument so that CommandLineToArgvW gives it back unchanged.
-std::wstring quoteArgument(const std::wstring& argument);
+// The lines, each followed by "; ": a whole sequence in one comparison.
+std::string joined(const std::vector<std::string>& lines);
 
 // The server end of a named pipe, made by the parent before it starts the
 // host with --pipe or --inpipe, as a real parent does.
@@ -40,18 +39,13 @@ class PipeServer {
 public:
     // `access`: PIPE_ACCESS_DUPLEX, or PIPE_ACCESS_OUTBOUND for --inpipe.
     explicit PipeServer(uint32_t access);
-    ~PipeServer();
-    PipeServer(const PipeServer&) = delete;
-    PipeServer& operator=(const PipeServer&) = delete;
-
     const std::wstring& name() const { return pipeName; }
     bool waitForClient();
     bool write(const std::string& bytes);
-    // Until `size` bytes or the host's end of the pipe closes.
-    std::string read(size_t size);
-    void close();
+    std::string read(size_t size); // until `size` bytes or the host's end closes
+    void close();                  // after the host has read everything
 
 private:
     std::wstring pipeName;
-    void* handle;
+    Qz::scopedHandle handle;
 };

@@ -4,20 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 inline std::string le32(uint32_t v) {
-    std::string s(4, '\0');
-    for (int i = 0; i < 4; ++i)
-        s[i] = char((v >> (8 * i)) & 0xFF);
-    return s;
+    return std::string(reinterpret_cast<const char*>(&v), 4); // little-endian, as x64 is
 }
 
-inline std::string message(uint32_t command, const std::string& payload) { return le32(command) + le32(uint32_t(payload.size())) + payload; }
+inline std::string message(uint32_t command, const std::string& payload) {
+    return le32(command) + le32(uint32_t(payload.size())) + payload;
+}
 
 inline std::string formatRecord(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out, uint32_t outMask) {
     return le32(rate) + le32(in) + le32(inMask) + le32(out) + le32(outMask);
@@ -37,23 +35,15 @@ inline std::string floatFrames(size_t frames, int channels, size_t first = 0) {
 
 // Float 32 samples, each multiplied by `factor`.
 inline std::string scaled(const std::string& frames, float factor) {
-    std::string out = frames;
-    for (size_t i = 0; i + 4 <= out.size(); i += 4) {
-        float v;
-        std::memcpy(&v, &out[i], 4);
-        v *= factor;
-        std::memcpy(&out[i], &v, 4);
-    }
-    return out;
+    std::vector<float> samples(frames.size() / 4);
+    std::memcpy(samples.data(), frames.data(), samples.size() * 4);
+    for (float& sample : samples)
+        sample *= factor;
+    return std::string(reinterpret_cast<const char*>(samples.data()), samples.size() * 4);
 }
 
 inline std::string pcm16(const std::vector<int16_t>& samples) {
-    std::string bytes;
-    for (int16_t s : samples) {
-        bytes.push_back(char(uint16_t(s) & 0xFF));
-        bytes.push_back(char(uint16_t(s) >> 8));
-    }
-    return bytes;
+    return std::string(reinterpret_cast<const char*>(samples.data()), 2 * samples.size());
 }
 
 // A deterministic 16-bit signal over the whole range.
@@ -64,34 +54,15 @@ inline std::vector<int16_t> signal16(size_t samples) {
     return result;
 }
 
-// What fx_half gives for 16-bit input: half, rounded halves away from zero.
-inline std::vector<int16_t> halved(const std::vector<int16_t>& in) {
-    std::vector<int16_t> out;
-    for (int16_t s : in)
-        out.push_back(int16_t(s >= 0 ? (s + 1) / 2 : -((-s + 1) / 2)));
-    return out;
-}
-
-inline std::string hex(const std::string& bytes, size_t at, size_t count) {
-    static const char* digits = "0123456789ABCDEF";
-    std::string text;
-    for (size_t i = at; i < std::min(bytes.size(), at + count); ++i) {
-        text += digits[uint8_t(bytes[i]) >> 4];
-        text += digits[uint8_t(bytes[i]) & 15];
-        text += ' ';
-    }
-    return text;
-}
-
 // Compares byte strings and, on a difference, says where it is.
 inline ::testing::AssertionResult sameBytes(const std::string& actual, const std::string& expected) {
-    if (actual == expected)
-        return ::testing::AssertionSuccess();
     size_t at = 0;
     while (at < actual.size() && at < expected.size() && actual[at] == expected[at])
         ++at;
+    if (actual == expected)
+        return ::testing::AssertionSuccess();
+    auto byte = [at](const std::string& bytes) { return at < bytes.size() ? int(uint8_t(bytes[at])) : -1; };
     return ::testing::AssertionFailure() << "sizes " << actual.size() << " and " << expected.size()
-                                         << ", first difference at byte " << at << ": got " << hex(actual, at, 8)
-                                         << "expected " << hex(expected, at, 8);
+                                         << ", first difference at byte " << at << ": got " << byte(actual)
+                                         << ", expected " << byte(expected);
 }
-

@@ -2,26 +2,12 @@
 // a plug-in received from the host and what the host answered it.
 //
 // When FXHOST_TEST_LOG names a file, each call appends one UTF-8 line
-// "<plug-in name> <text>\n" to it. The file is opened and closed per line so
-// that a host that dies halfway still leaves every line before its death.
+// "<plug-in name> <text>\n" to it (FX_PLUGIN_NAME gives the name).
 #pragma once
 
-#include <string>
-
-#if defined(__MINGW32__)
-#define PLUGIN_LOG_PRINTF __attribute__((format(__MINGW_PRINTF_FORMAT, 1, 2)))
-#elif defined(__GNUC__)
-#define PLUGIN_LOG_PRINTF __attribute__((format(printf, 1, 2)))
-#else
-#define PLUGIN_LOG_PRINTF
-#endif
-
 // printf-style; the plug-in's name and the blank are put in front.
-void pluginLog(const char* format, ...) PLUGIN_LOG_PRINTF;
+void pluginLog(const char* format, ...);
 
 // Whether FXHOST_TEST_LOG names a file now. For calls on an audio path, which
 // sample it once beforehand so that a run without a log costs nothing.
 bool pluginLogEnabled();
-
-// UTF-16 to UTF-8, for paths that go into the log.
-std::string toUtf8(const std::wstring& text);
