@@ -6,10 +6,14 @@
 
 std::atomic<bool> countAllocations(false);
 std::atomic<long> allocationCount(0);
+std::atomic<std::size_t> largestAllocation(0);
 
 void* operator new(std::size_t size) {
-    if (countAllocations)
+    if (countAllocations) {
         ++allocationCount;
+        if (size > largestAllocation)
+            largestAllocation = size;
+    }
     if (void* p = std::malloc(size ? size : 1))
         return p;
     throw std::bad_alloc();

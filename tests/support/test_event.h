@@ -1,4 +1,4 @@
-// A manual-reset event to bind as a thread's abort event in tests.
+// A manual-reset event to bind as a thread's abort event or to wait on.
 #pragma once
 
 #include "support/thread/abort.h"
@@ -12,4 +12,5 @@ public:
     TestEvent& operator=(const TestEvent&) = delete;
     bool confirm() override { return true; }
     void signal() { SetEvent(static_cast<HANDLE>(handle)); }
+    void reset() { ResetEvent(static_cast<HANDLE>(handle)); }
 };
