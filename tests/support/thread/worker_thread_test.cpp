@@ -19,13 +19,14 @@ bool waitFor(const std::atomic<bool>& flag) {
     return flag;
 }
 
-// Blocks as a worker blocks on a transport, without a time-out, so that
-// only the abort event can end it. Once `entered` is set an abort cannot be
-// missed: a signalled event ends the wait at once.
+// Blocks as a worker blocks on a transport, far longer than a test waits,
+// so that only the abort event ends it in time; a missed abort fails the
+// test after ten seconds instead of hanging it. Once `entered` is set an
+// abort cannot be missed: a signalled event ends the wait at once.
 void blockUntilAborted(std::atomic<bool>& entered, std::atomic<bool>& aborted) {
     entered = true;
     try {
-        Qz::waitAny(nullptr, 0, -1);
+        Qz::waitAny(nullptr, 0, 10);
     } catch (const Qz::user_abort&) {
         aborted = true;
     }
