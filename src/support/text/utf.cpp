@@ -29,17 +29,20 @@ uint32_t decodeOne(const unsigned char* bytes, size_t left, size_t& length) {
             size = n;
             break;
         }
-    if (size == 0 || (size == 2 && (lead & 0x1E) == 0))
+    if (size == 0)
         return 0;
     uint32_t payload = lead & (0xFFu >> (size + 1));
     for (size_t k = 1; k < size; ++k) {
         unsigned char next = bytes[k];
         if ((next & 0xC0) != 0x80)
             return 0;
-        if (k == 2 && payload == 0 && ((next & 0x7F) >> (7 - size)) == 0)
-            return 0; // overlong
         payload = (payload << 6) | (next & 0x3F);
     }
+    // The shortest form only: a longer one ("/" as E0 80 AF) would let a
+    // character slip past a check made on the bytes.
+    static const uint32_t shortestFrom[] = {0, 0, 0x80, 0x800, 0x10000, 0x200000, 0x4000000};
+    if (payload < shortestFrom[size])
+        return 0; // overlong
     // Beyond what UTF-16 can carry: the text ends here.
     if (payload > 0x10FFFF)
         return 0;
