@@ -46,13 +46,20 @@ start_wine() {
   # The first start makes the prefix and its desktop process; the driver
   # setting only counts for a desktop started after it, so restart.
   wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+  restart_wineserver
+  trap stop_wine EXIT
+}
+
+# A new persistent wineserver and desktop in the current prefix. Also used
+# between test runs that must not meet the desktop of an earlier run going
+# away: an end-to-end run that starts then can stall under Wine.
+restart_wineserver() {
   wineserver -k 2>/dev/null || true
   wineserver -w 2>/dev/null || true
-  wineserver -p
+  wineserver -p >/dev/null 2>&1
   # Start the prefix's background processes here, where their output goes
   # nowhere, not under a test whose output someone reads to the end.
   wine reg query 'HKCU\Software\Wine\Drivers' >/dev/null 2>&1
-  trap stop_wine EXIT
 }
 
 stop_wine() {
