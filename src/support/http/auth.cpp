@@ -50,8 +50,8 @@ std::string digestAnswer(const std::string& method, const std::string& challenge
     const std::string nc = "00000001";
     std::string cnonce = makeCnonce();
 
-    std::string answer = "Digest username=\"" + user + "\", realm=\"" + realm + "\", nonce=\"" + nonce +
-                         "\", uri=\"" + uri + "\"";
+    std::string answer =
+        "Digest username=\"" + user + "\", realm=\"" + realm + "\", nonce=\"" + nonce + "\", uri=\"" + uri + "\"";
     if (withQop)
         answer += ", qop=" + qop + ", nc=" + nc + ", cnonce=\"" + cnonce + "\"";
 

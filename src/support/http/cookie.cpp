@@ -40,11 +40,9 @@ void splitAtEquals(const std::string& piece, std::string& name, std::string& val
 
 bool domainMatches(const std::string& domain, const std::string& host) {
     if (!domain.empty() && domain[0] == '.')
-        return domain.size() <= host.size() &&
-               compareNoCase(host.data() + host.size() - domain.size(), domain.size(), domain.data(),
-                             domain.size()) == 0;
-    return compareNoCase(domain.data(), domain.size(), host.data(), host.size()) == 0 &&
-           domain.size() == host.size();
+        return domain.size() <= host.size() && compareNoCase(host.data() + host.size() - domain.size(), domain.size(),
+                                                             domain.data(), domain.size()) == 0;
+    return compareNoCase(domain.data(), domain.size(), host.data(), host.size()) == 0 && domain.size() == host.size();
 }
 
 bool pathMatches(const std::string& cookiePath, const std::string& requestPath) {
