@@ -1,0 +1,79 @@
+// Which challenge is answered and how: RFC 2617's worked example, the
+// variants of Digest this client supports, and every way a challenge falls
+// through to the next one and at last to Basic.
+
+#include "support/http/auth.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string rfcCnonce() {
+    return "0a4f113b";
+}
+
+TEST(AuthAnswer, ChoiceAndDigestArithmetic) {
+    const std::string realmAndNonce = "realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"";
+    const std::string opaque = ", opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"";
+    const std::string rfc = "Digest " + realmAndNonce + ", qop=\"auth\"" + opaque;
+    const std::string credentials = "Mufasa:Circle Of Life";
+    const std::string basic = "Basic TXVmYXNhOkNpcmNsZSBPZiBMaWZl";
+    const std::string head = "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
+                             "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\"";
+    const std::string withQop = head + ", qop=auth, nc=00000001, cnonce=\"0a4f113b\", response=\"";
+    const std::string rfcAnswer = withQop + "6629fae49393a05397450978507c4ef1\"" + opaque;
+    struct Case {
+        const char* name;
+        std::vector<std::string> challenges;
+        std::string method, credentials, expected;
+    } cases[] = {
+        {"RFC 2617 example", {rfc}, "GET", credentials, rfcAnswer},
+        {"scheme and parameter names without case",
+         {"dIGEST REALM=\"testrealm@host.com\", Nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", QOP=\"auth\"" + opaque},
+         "GET",
+         credentials,
+         rfcAnswer},
+        {"algorithm md5 named", {rfc + ", algorithm=MD5"}, "GET", credentials, rfcAnswer},
+        {"a longer parameter name is another",
+         {"Digest realmx=\"x\", " + realmAndNonce + ", qop=\"auth\"" + opaque},
+         "GET",
+         credentials,
+         rfcAnswer},
+        {"md5-sess hashes the hex text of the first digest",
+         {rfc + ", algorithm=md5-sess"},
+         "GET",
+         credentials,
+         withQop + "8e3825c57e897f5a0dec6c2d4e5059d0\"" + opaque},
+        {"no qop: no nc and no cnonce",
+         {"Digest " + realmAndNonce},
+         "GET",
+         credentials,
+         head + ", response=\"670fd8c2df070c60b045671b8b24ff02\""},
+        {"method goes into the digest",
+         {"Digest " + realmAndNonce},
+         "POST",
+         credentials,
+         head + ", response=\"606b58711e1cc9535f12f39968f07304\""},
+        {"unknown scheme, then Digest", {"Negotiate abc", "", rfc}, "GET", credentials, rfcAnswer},
+        {"Basic before Digest is answered first", {"Basic realm=\"x\"", rfc}, "GET", credentials, basic},
+        {"no challenge at all", {}, "GET", credentials, basic},
+        {"qop offering two values", {"Digest " + realmAndNonce + ", qop=\"auth,auth-int\""}, "GET", credentials, basic},
+        {"qop auth-int", {"Digest " + realmAndNonce + ", qop=\"auth-int\""}, "GET", credentials, basic},
+        {"unquoted realm", {"Digest realm=testrealm@host.com, nonce=\"n\""}, "GET", credentials, basic},
+        {"no nonce", {"Digest realm=\"r\""}, "GET", credentials, basic},
+        {"nonce without its closing quote", {"Digest realm=\"r\", nonce=\"n"}, "GET", credentials, basic},
+        {"quoted algorithm", {rfc + ", algorithm=\"MD5\""}, "GET", credentials, basic},
+        {"other algorithm", {rfc + ", algorithm=SHA-256"}, "GET", credentials, basic},
+        {"credentials without colon", {rfc}, "GET", "Mufasa", "Basic TXVmYXNh"},
+    };
+    for (const Case& c : cases) {
+        std::string result;
+        Qz::authAnswer(c.method, c.challenges, c.credentials, "/dir/index.html", result, rfcCnonce);
+        EXPECT_EQ(result, c.expected) << c.name;
+    }
+}
+
+} // namespace
