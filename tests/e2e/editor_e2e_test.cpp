@@ -37,13 +37,23 @@ public:
             HWND found = FindWindowW(NULL, title.c_str());
             if (found && IsWindowVisible(found))
                 return found;
-            Sleep(20);
+            pumpAWhile();
         }
         return NULL;
     }
     HostRun finish() {
+        while (!done)
+            pumpAWhile();
         thread.join();
         return result;
+    }
+    // A window of ours may own the host's, and the system may send it
+    // messages on the host's behalf: they must not wait for us.
+    static void pumpAWhile() {
+        MSG message;
+        while (PeekMessageW(&message, NULL, 0, 0, PM_REMOVE))
+            DispatchMessageW(&message);
+        Sleep(20);
     }
 
 private:
@@ -329,6 +339,173 @@ TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
         EXPECT_EQ(run.exitCode, 0u) << narrow(journey.plugin);
         EXPECT_TRUE(untouched(data)) << narrow(journey.plugin);
     }
+}
+
+// The client size a top-level window with a caption gets when asked for
+// `wanted`: the system holds its outer size between the tracking limits.
+SIZE fittedClient(HWND window, SIZE wanted) {
+    RECT outer, inner;
+    GetWindowRect(window, &outer);
+    GetClientRect(window, &inner);
+    int frameX = (outer.right - outer.left) - inner.right, frameY = (outer.bottom - outer.top) - inner.bottom;
+    auto fit = [](int length, int low, int high) { return length < low ? low : length > high ? high : length; };
+    return {fit(wanted.cx + frameX, GetSystemMetrics(SM_CXMINTRACK), GetSystemMetrics(SM_CXMAXTRACK)) - frameX,
+            fit(wanted.cy + frameY, GetSystemMetrics(SM_CYMINTRACK), GetSystemMetrics(SM_CYMAXTRACK)) - frameY};
+}
+
+// The plug-in's own window inside ours, and the messages by which a test
+// makes it act as a click in it would (tests/plugins/vst2/test_effect.cpp).
+HWND pluginView(HWND window) {
+    return FindWindowExW(window, NULL, L"fx editor view", NULL);
+}
+const UINT resizeYourself = WM_APP + 1, notifyBurst = WM_APP + 2;
+
+TEST(CustomEditor, WindowFitsTheEditorAndFollowsItsResizes) {
+    struct Row {
+        const wchar_t* plugin;
+        SIZE client; // the editor's size, which the window's client area takes as far as the system allows
+    };
+    const Row rows[] = {
+        {L"fx_editor.dll", {320, 240}},        // a rectangle away from the origin
+        {L"fx_editor_norect.dll", {100, 100}}, // none
+        {L"fx_editor_zero.dll", {0, 0}},
+        {L"fx_editor_huge.dll", {65535, 65535}}, // the most that 16-bit fields can say
+    };
+    for (const Row& row : rows) {
+        const std::string what = narrow(row.plugin);
+        const std::wstring title = uniqueTitle();
+        CallLog log;
+        RunningHost host(configure(row.plugin, {L"--window-title", title}));
+        HWND window = host.window(title);
+        ASSERT_TRUE(window) << what;
+        EXPECT_EQ(className(window).substr(0, 4), "ATL:") << what;
+        LONG style = GetWindowLongW(window, GWL_STYLE);
+        EXPECT_EQ(style & (WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN | WS_THICKFRAME | WS_MINIMIZEBOX | WS_MAXIMIZEBOX |
+                           WS_CHILD | WS_POPUP),
+                  WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN)
+            << what << ": no sizing frame, no minimise or maximise box";
+        EXPECT_TRUE(GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_APPWINDOW) << what;
+        SIZE client = clientSize(window), fitted = fittedClient(window, row.client);
+        EXPECT_EQ(client.cx, fitted.cx) << what;
+        EXPECT_EQ(client.cy, fitted.cy) << what;
+        HWND view = pluginView(window);
+        ASSERT_TRUE(view) << what << ": the plug-in made its window in ours";
+        EXPECT_EQ(SendMessageW(view, resizeYourself, 400, 300), 1) << what;
+        client = clientSize(window);
+        EXPECT_EQ(client.cx, 400) << what << ": resized at once";
+        EXPECT_EQ(client.cy, 300) << what << ": resized at once";
+        PostMessageW(window, WM_CLOSE, 0, 0);
+        HostRun run = host.finish();
+        EXPECT_EQ(run.exitCode, 0u) << what;
+        EXPECT_EQ(run.error, "") << what;
+        EXPECT_EQ(joined(log.callsStartingWith("dispatch effEdit")),
+                  "dispatch effEditOpen 0 0 0; dispatch effEditGetRect 0 0 0; dispatch effEditClose 0 0 0; ")
+            << what;
+    }
+}
+
+TEST(CustomEditor, NotificationsSaveOncePerBurst) {
+    // The plug-in's notifications come from a thread of its own; its
+    // settings are a chunk, so each save asks it for one.
+    struct Step {
+        const char* name;
+        bool change; // the plug-in changes its settings before the burst
+        int notifications;
+        std::string file; // "" when it must not have been written
+    };
+    const Step steps[] = {
+        {"a burst with nothing changed", false, 20, ""},
+        {"a burst after a change", true, 20, "chunk after burst 1"},
+        {"another", true, 3, "chunk after burst 2"},
+        {"one notification", false, 1, ""},
+    };
+    ScopedTempFolder folder;
+    const std::wstring title = uniqueTitle(), data = folder.path() + L"settings.bin";
+    writeWholeFile(data, "saved chunk");
+    CallLog log;
+    RunningHost host(configure(L"fx_editor_chunk.dll", {L"--window-title", title, L"--data", data}));
+    HWND window = host.window(title);
+    ASSERT_TRUE(window);
+    HWND view = pluginView(window);
+    ASSERT_TRUE(view);
+    const std::string save = "dispatch effGetChunk";
+    size_t saves = log.callsStartingWith(save).size();
+    for (const Step& step : steps) {
+        makeOld(data);
+        SendMessageW(view, notifyBurst, step.change ? 1 : 0, step.notifications);
+        EXPECT_EQ(settledCount(log, save, saves + 1), saves + 1) << step.name << ": one save for the burst";
+        saves = log.callsStartingWith(save).size();
+        if (step.file.empty())
+            EXPECT_TRUE(untouched(data)) << step.name;
+        else
+            EXPECT_EQ(readWholeFile(data), step.file) << step.name;
+    }
+    // Closing saves once more, and finds nothing changed.
+    makeOld(data);
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    HostRun run = host.finish();
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(log.callsStartingWith(save).size(), saves + 1);
+    EXPECT_TRUE(untouched(data));
+}
+
+TEST(Configure, WindowKindTitleOwnerAndExitCode) {
+    // A window of ours, as a parent application's, to own the host's.
+    HWND ours = CreateWindowExW(0, L"STATIC", L"parent", WS_OVERLAPPED, 0, 0, 50, 50, NULL, NULL, NULL, NULL);
+    ASSERT_TRUE(ours);
+    wchar_t hex[32];
+    swprintf(hex, 32, L"%llX", static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(ours)));
+    enum Kind { Editor, Dialog, None };
+    enum Close { CloseBox, Cancel, Escape };
+    struct Row {
+        const char* name;
+        const wchar_t* plugin;
+        std::vector<std::wstring> options; // a title of its own is added unless the row wants the default
+        Kind kind;
+        HWND owner;
+        Close close;
+        bool defaultTitle = false;
+    };
+    const std::vector<Row> rows = {
+        {"an editor", L"fx_editor.dll", {}, Editor, NULL, CloseBox, true},
+        {"no editor, parameters", L"fx_params.dll", {}, Dialog, NULL, CloseBox, true},
+        {"an editor and parameters", L"fx_editor_chunk.dll", {}, Editor, NULL, CloseBox},
+        {"a parent in hexadecimal", L"fx_editor.dll", {L"--parent-window", hex}, Editor, ours, CloseBox},
+        {"a parent of the dialog", L"fx_params.dll", {L"--parent-window", hex}, Dialog, ours, Escape},
+        {"a parent that does not parse", L"fx_editor.dll", {L"--parent-window", L"0x1A2B"}, Editor, NULL, CloseBox},
+        {"nor this one", L"fx_params.dll", {L"--parent-window", L"12345678901234567"}, Dialog, NULL, Cancel},
+        {"a parent that is no window", L"fx_editor.dll", {L"--parent-window", L"7FFFFFF0"}, None, NULL, CloseBox},
+        {"the same for the dialog", L"fx_params.dll", {L"--parent-window", L"7ffffff0"}, None, NULL, Cancel},
+        // Wine fixes every process's DPI awareness as it starts, so that
+        // only the window is to be seen here.
+        {"DPI aware", L"fx_editor.dll", {L"--dpi-aware", L"yes"}, Editor, NULL, CloseBox},
+    };
+    for (const Row& row : rows) {
+        const std::wstring title = row.defaultTitle ? L"VST Effect Configuration" : uniqueTitle();
+        std::vector<std::wstring> options = row.options;
+        if (!row.defaultTitle)
+            options.insert(options.end(), {L"--window-title", title});
+        CallLog log;
+        RunningHost host(configure(row.plugin, options));
+        HWND window = host.window(title);
+        EXPECT_EQ(window != NULL, row.kind != None) << row.name;
+        if (window) {
+            EXPECT_EQ(className(window).substr(0, 4), row.kind == Editor ? "ATL:" : "#327") << row.name;
+            EXPECT_EQ(GetWindow(window, GW_OWNER), row.owner) << row.name;
+            if (row.close == CloseBox)
+                PostMessageW(window, WM_CLOSE, 0, 0);
+            else if (row.close == Cancel)
+                PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
+            else
+                PostMessageW(window, WM_KEYDOWN, VK_ESCAPE, 0);
+        }
+        HostRun run = host.finish();
+        EXPECT_EQ(run.exitCode, row.kind == None ? exitFailure : 0u) << row.name;
+        EXPECT_EQ(run.error, "") << row.name;
+        if (row.kind == None)
+            EXPECT_EQ(log.callsStartingWith("dispatch effEditOpen").size(), 0u) << row.name;
+    }
+    DestroyWindow(ours);
 }
 
 } // namespace

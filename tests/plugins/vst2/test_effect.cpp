@@ -122,7 +122,7 @@ void openView(Plugin& plugin, HWND parent) {
                                   editorRect.right - editorRect.left, editorRect.bottom - editorRect.top, parent, NULL,
                                   ownModule(), NULL);
     SetWindowLongPtrW(plugin.view, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&plugin));
-    pluginLog("view %s, dpi aware %d", plugin.view ? "made" : "failed", IsProcessDPIAware() ? 1 : 0);
+    pluginLog("view %s", plugin.view ? "made" : "failed");
 }
 
 // What plug-ins commonly ask, without an instance (effect null) and with
