@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <thread>
 
 #include "parent.h"
@@ -84,13 +82,6 @@ std::string className(HWND window) {
     return narrow(buffer);
 }
 
-std::vector<HWND> children(HWND window) {
-    std::vector<HWND> found;
-    for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT))
-        found.push_back(child);
-    return found;
-}
-
 // A control's rectangle in its dialog's client area.
 RECT placeOf(HWND control) {
     RECT place;
@@ -150,28 +141,45 @@ size_t settledCount(const CallLog& log, const std::string& prefix, size_t count)
     return log.callsStartingWith(prefix).size();
 }
 
-int scaledTo(int length, int dpi) {
-    return MulDiv(length, dpi, 96);
+
+// Each control of a dialog, in order: identifier, kind, what it shows
+// (alignment and text, a slider's position, a list's items) and its place
+// in the client area; a list's height is the system's, not ours.
+std::string describedControls(HWND dialog) {
+    std::string controls;
+    for (HWND control = GetWindow(dialog, GW_CHILD); control; control = GetWindow(control, GW_HWNDNEXT)) {
+        const std::string kind = className(control);
+        const LONG align = GetWindowLongW(control, GWL_STYLE) & 3;
+        RECT place = placeOf(control);
+        controls += std::to_string(GetDlgCtrlID(control)) + " " + kind + " ";
+        if (kind == "ComboBox")
+            controls += listItems(control);
+        else if (kind == "msctls_trackbar32")
+            controls += std::to_string(SendMessageW(control, TBM_GETPOS, 0, 0)) + " ";
+        else
+            controls += std::string(align == SS_RIGHT ? "right " : align == SS_CENTER ? "centre " : "") + "'" +
+                        text(control) + "' ";
+        controls += "@" + std::to_string(place.left) + "," + std::to_string(place.top) + " " +
+                    std::to_string(place.right - place.left);
+        controls += kind == "ComboBox" ? "; " : "x" + std::to_string(place.bottom - place.top) + "; ";
+    }
+    return controls;
 }
-
-} // namespace
-
-namespace {
 
 // One parameter row as the user sees it: a list with its items, or a
 // slider with its position and the text under it.
 struct ShownRow {
     std::string name;
-    std::string list; // listItems(); empty for a slider
-    int position = -1;
+    std::string list; // as listItems() gives it; empty for a slider
+    int position;
     std::string value;
 };
 
 TEST(GenericDialog, ControlsTextsAndLayout) {
     // The probe's cases (tests/plugins/vst2/test_effect.cpp, parameterText).
     const std::vector<ShownRow> probed = {
-        {"Switch", "Off=25 *On=75 ", -1, ""},
-        {"Ten steps", "0=5 1=15 2=25 *3=35 4=45 5=55 6=65 7=75 8=85 9=95 ", -1, ""},
+        {"Switch", "Off=25 *On=75 ", 0, ""},
+        {"Ten steps", "0=5 1=15 2=25 *3=35 4=45 5=55 6=65 7=75 8=85 9=95 ", 0, ""},
         {"Eleven steps", "", 50, "5"},
         {"Fixed", "", 20, "fixed"},
         {"Output level", "", 25, "0.25 dB"},
@@ -203,62 +211,34 @@ TEST(GenericDialog, ControlsTextsAndLayout) {
         EXPECT_EQ(className(dialog), "#32770") << row.name;
 
         // Lengths at 96 dots per inch, scaled; names right-aligned in a
-        // column of their widest, controls beside them, values below.
-        const int marginX = scaledTo(16, row.dpi), gap = scaledTo(8, row.dpi), controlWidth = scaledTo(256, row.dpi);
-        const int rowGap = scaledTo(16, row.dpi), controlHeight = scaledTo(32, row.dpi);
-        const int valueHeight = scaledTo(16, row.dpi), labelDrop = scaledTo(4, row.dpi);
-        std::vector<HWND> controls = children(dialog);
-        int labelWidth = scaledTo(64, row.dpi), rowTop = rowGap;
+        // column as wide as the widest, controls beside them, values below.
+        auto at = [&](int length) { return MulDiv(length, row.dpi, 96); };
+        auto box = [](int x, int y, int width) { return "@" + std::to_string(x) + "," + std::to_string(y) + " " +
+                                                         std::to_string(width); };
+        const int margin = at(16), width = at(256), controlHeight = at(32), drop = at(4);
+        int labelWidth = at(64), top = at(16);
         if (!row.rows.empty())
-            labelWidth = placeOf(GetDlgItem(dialog, 666)).right - marginX;
-        EXPECT_GE(labelWidth, scaledTo(64, row.dpi)) << row.name;
-        size_t expectedControls = 0;
-        for (size_t i = 0; i < row.rows.size(); ++i) {
+            labelWidth = placeOf(GetDlgItem(dialog, 666)).right - margin;
+        EXPECT_GE(labelWidth, at(64)) << row.name;
+        const int left = margin + labelWidth + at(8);
+        std::string expected;
+        for (size_t i = 0; i < row.rows.size(); ++i, top += controlHeight + at(16) + at(16)) {
             const ShownRow& shown = row.rows[i];
-            std::string what = std::string(row.name) + ", parameter " + std::to_string(i);
-            int id = 666 + 4 * int(i);
-            HWND name = GetDlgItem(dialog, id), slider = GetDlgItem(dialog, id + 1), value = GetDlgItem(dialog, id + 2);
-            HWND list = GetDlgItem(dialog, id + 3);
-            ASSERT_TRUE(name) << what;
-            EXPECT_EQ(text(name), shown.name) << what;
-            EXPECT_EQ(GetWindowLongW(name, GWL_STYLE) & 3, SS_RIGHT) << what;
-            RECT place = placeOf(name);
-            EXPECT_EQ(place.left, marginX) << what;
-            EXPECT_EQ(place.right - place.left, labelWidth) << what;
-            EXPECT_EQ(place.top, rowTop + labelDrop) << what;
-            EXPECT_EQ(place.bottom, rowTop + controlHeight) << what;
-            HWND control = shown.list.empty() ? slider : list;
-            ASSERT_TRUE(control) << what << (shown.list.empty() ? ": no slider" : ": no list");
-            EXPECT_FALSE(shown.list.empty() ? list : slider) << what << ": a row has one kind of control";
-            place = placeOf(control);
-            EXPECT_EQ(place.left, marginX + labelWidth + gap) << what;
-            EXPECT_EQ(place.right - place.left, controlWidth) << what;
-            EXPECT_EQ(place.top, rowTop) << what;
-            if (shown.list.empty()) {
-                EXPECT_EQ(className(slider), "msctls_trackbar32") << what;
-                EXPECT_EQ(place.bottom - place.top, controlHeight) << what;
-                EXPECT_EQ(SendMessageW(slider, TBM_GETRANGEMAX, 0, 0), 100) << what;
-                EXPECT_EQ(SendMessageW(slider, TBM_GETPOS, 0, 0), shown.position) << what;
-                ASSERT_TRUE(value) << what;
-                EXPECT_EQ(text(value), shown.value) << what;
-                place = placeOf(value);
-                EXPECT_EQ(place.left, marginX + labelWidth + gap) << what;
-                EXPECT_EQ(place.top, rowTop + controlHeight) << what;
-                EXPECT_EQ(place.bottom - place.top, valueHeight) << what;
-                expectedControls += 3;
-            } else {
-                EXPECT_EQ(className(list), "ComboBox") << what;
-                EXPECT_EQ(GetWindowLongW(list, GWL_STYLE) & 3, CBS_DROPDOWNLIST) << what;
-                EXPECT_EQ(listItems(list), shown.list) << what;
-                EXPECT_FALSE(value) << what;
-                expectedControls += 2;
-            }
-            rowTop += controlHeight + valueHeight + rowGap;
+            const int id = 666 + 4 * int(i);
+            expected += std::to_string(id) + " Static right '" + shown.name + "' " + box(margin, top + drop, labelWidth) +
+                        "x" + std::to_string(controlHeight - drop) + "; ";
+            if (!shown.list.empty())
+                expected += std::to_string(id + 3) + " ComboBox " + shown.list + box(left, top, width) + "; ";
+            else
+                expected += std::to_string(id + 1) + " msctls_trackbar32 " + std::to_string(shown.position) + " " +
+                            box(left, top, width) + "x" + std::to_string(controlHeight) + "; " +
+                            std::to_string(id + 2) + " Static centre '" + shown.value + "' " +
+                            box(left, top + controlHeight, width) + "x" + std::to_string(at(16)) + "; ";
         }
-        EXPECT_EQ(controls.size(), expectedControls) << row.name;
+        EXPECT_EQ(describedControls(dialog), expected) << row.name;
         SIZE client = clientSize(dialog);
-        EXPECT_EQ(client.cx, marginX + labelWidth + gap + controlWidth + 2 * marginX) << row.name;
-        EXPECT_EQ(client.cy, rowTop) << row.name;
+        EXPECT_EQ(client.cx, left + width + 2 * margin) << row.name;
+        EXPECT_EQ(client.cy, top) << row.name;
 
         SendMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
         HostRun run = host.finish();
@@ -271,8 +251,8 @@ TEST(GenericDialog, ControlsTextsAndLayout) {
 
 TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
     // What the user does to one parameter's control; the --data file right
-    // after ("" when it must not have been written) and, for a slider, the
-    // text under it.
+    // after ("" when it must not have been written: then the plug-in is not
+    // told either) and, for a slider, the text under it.
     struct Step {
         const char* name;
         int parameter;
@@ -284,7 +264,7 @@ TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
     struct Journey {
         const wchar_t* plugin;
         std::string before; // the --data file as the run starts
-        bool within;        // the step's bytes stand somewhere in the file, amid a framework's own
+        bool within;        // a framework's: the step's bytes stand somewhere in its chunk; no call log
         std::vector<Step> steps;
     };
     auto hundredths = [](int n) { return float(n) * 0.01f; }; // how the dialog sets a position
@@ -308,11 +288,13 @@ TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
         const std::wstring title = uniqueTitle(), data = folder.path() + L"settings.bin";
         if (!journey.before.empty())
             writeWholeFile(data, journey.before);
+        CallLog log;
         RunningHost host(configure(journey.plugin, {L"--window-title", title, L"--data", data}));
         HWND dialog = host.window(title);
         ASSERT_TRUE(dialog) << narrow(journey.plugin);
         for (const Step& step : journey.steps) {
             makeOld(data);
+            const size_t told = log.callsStartingWith("setParameter").size();
             HWND control = GetDlgItem(dialog, 666 + 4 * step.parameter + (step.list ? 3 : 1));
             ASSERT_TRUE(control) << step.name;
             if (step.list) {
@@ -325,6 +307,9 @@ TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
                              reinterpret_cast<LPARAM>(control));
                 EXPECT_EQ(text(GetDlgItem(dialog, 666 + 4 * step.parameter + 2)), step.shown) << step.name;
             }
+            if (!journey.within)
+                EXPECT_EQ(log.callsStartingWith("setParameter").size() - told, step.file.empty() ? 0u : 1u)
+                    << step.name;
             if (step.file.empty())
                 EXPECT_TRUE(untouched(data)) << step.name;
             else if (journey.within)
