@@ -106,7 +106,7 @@ TEST(Vst3Run, CallsSettingsAndAudioOfAWholeRun) {
                                "GetPluginFactory",
                                "factory createInstance component",
                                "factory createInstance controller",
-                               "component initialize",
+                               "component initialize in Tonewell VST Adapter",
                                "controller initialize",
                                "controller setComponentHandler set",
                                "component connect",
@@ -158,7 +158,7 @@ TEST(Vst3Run, ReopenMakesANewInstanceFromTheLoadedModule) {
     // The settings went with the old instance: the new one has its default.
     EXPECT_TRUE(sameBytes(run.output, format + format + audio + le32(0)));
     Lines calls = log.calls();
-    for (const char* call : {"InitDll", "component initialize", "component deleted"})
+    for (const char* call : {"InitDll", "component initialize in Tonewell VST Adapter", "component deleted"})
         EXPECT_EQ(std::count(calls.begin(), calls.end(), call), std::string(call) == "InitDll" ? 1 : 2) << call;
 }
 

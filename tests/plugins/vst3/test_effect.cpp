@@ -37,7 +37,8 @@
 // "factory createInstance <object>" and "<object> <call> [<arguments>]" for
 // the calls that set a plug-in up, run it, tear it down and move its state;
 // the process lines only when FXHOST_TEST_LOG was set at the last
-// setActive, so that a run without a log costs nothing. A view logs
+// setActive, so that a run without a log costs nothing. The component's
+// initialize names the host as IHostApplication does. A view logs
 // "view <n> <call> [<arguments>]", n counting the views of the process
 // from 1.
 
@@ -54,6 +55,7 @@
 #include "pluginterfaces/base/ibstream.h"
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivsteditcontroller.h"
+#include "pluginterfaces/vst/ivsthostapplication.h"
 #include "pluginterfaces/vst/ivstmessage.h"
 #include "pluginterfaces/vst/ivstparameterchanges.h"
 #include "public.sdk/source/vst/vstcomponent.h"
@@ -117,7 +119,14 @@ public:
     ~Processor() override { pluginLog("component deleted"); }
 
     tresult PLUGIN_API initialize(FUnknown* context) override {
-        pluginLog("component initialize");
+        // The host's name, as a plug-in shows it in its about box.
+        String128 host = {};
+        FUnknownPtr<IHostApplication> application(context);
+        tresult named = application ? application->getName(host) : kResultFalse;
+        std::string name;
+        for (int i = 0; named == kResultOk && i < 128 && host[i]; ++i)
+            name += char(host[i]);
+        pluginLog("component initialize in %s", named == kResultOk ? name.c_str() : "(no name)");
         audioInputs.push_back(
             owned<Bus>(new AudioBus(STR16("Stereo In"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
         audioOutputs.push_back(
