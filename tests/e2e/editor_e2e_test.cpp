@@ -11,51 +11,13 @@
 #include <thread>
 
 #include "parent.h"
+#include "running_host.h"
 #include "stream_bytes.h"
 #include "support/win32.h"
 
 #include <commctrl.h>
 
 namespace {
-
-// The host on a thread of its own, so that this one can drive its window.
-class RunningHost {
-public:
-    explicit RunningHost(const std::vector<std::wstring>& arguments)
-        : thread([this, arguments] {
-              result = runHost(arguments);
-              done = true;
-          }) {}
-    ~RunningHost() {
-        if (thread.joinable())
-            thread.join();
-    }
-    // The host's visible top-level window with this title; null if the host
-    // ends without showing one or none shows within 30 seconds.
-    HWND window(const std::wstring& title) {
-        for (int i = 0; i < 1500 && !done; ++i) {
-            HWND found = FindWindowW(NULL, title.c_str());
-            if (found && IsWindowVisible(found))
-                return found;
-            Sleep(20);
-        }
-        return NULL;
-    }
-    HostRun finish() {
-        thread.join();
-        return result;
-    }
-
-private:
-    HostRun result;
-    std::atomic<bool> done{false};
-    std::thread thread;
-};
-
-std::wstring uniqueTitle() {
-    static int made = 0;
-    return L"fxhost editor e2e \u266b " + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
-}
 
 std::vector<std::wstring> configure(const std::wstring& plugin, std::vector<std::wstring> options) {
     options.insert(options.begin(), {L"configure", L"--vst", testPlugin(plugin)});
@@ -87,12 +49,6 @@ RECT placeOf(HWND control) {
     GetWindowRect(control, &place);
     MapWindowPoints(HWND_DESKTOP, GetParent(control), reinterpret_cast<POINT*>(&place), 2);
     return place;
-}
-
-SIZE clientSize(HWND window) {
-    RECT client = {};
-    GetClientRect(window, &client);
-    return {client.right, client.bottom};
 }
 
 // What a drop-down list offers: "text=data" for each item, "*" before the
