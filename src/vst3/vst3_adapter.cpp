@@ -11,6 +11,7 @@
 #include "vst3/adapter_text.h"
 #include "vst3/process_context.h"
 #include "vst3/speaker_arrangement.h"
+#include "vst3/vst3_editor_wrapper.h"
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
@@ -169,18 +170,25 @@ bool Vst3Adapter::init() {
     bool result = Vst3AdapterCore::init();
     cEffect.numPrograms = VstEffectBase::numPrograms = Vst3AdapterCore::numPrograms;
     // Whether the plug-in has a view is asked now, as hosts do; the view
-    // itself is made again when an editor opens. Until the editor's window
-    // side exists, the adapter offers no editor of its own.
+    // itself is made again when the host asks for the editor.
     if (controller) {
         IPlugView* view = controller->createView(ViewType::kEditor);
-        if (view)
+        if (view) {
             view->release();
+            Vst3EditorWrapper* wrapper = new Vst3EditorWrapper(this, controller);
+            editorWrapper = owned(static_cast<IPlugFrame*>(wrapper));
+            editor = wrapper;
+            cEffect.flags |= effFlagsHasEditor;
+        }
     }
     return result;
 }
 
 Vst3Adapter::~Vst3Adapter() {
     if (editorWrapper) {
+        // A view that kept its frame must find it let go of this adapter and
+        // the controller, and the view ends before the controller does.
+        static_cast<Vst3EditorWrapper*>(editor)->detach();
         editor = nullptr;
         cEffect.flags &= ~effFlagsHasEditor;
         editorWrapper = nullptr;
@@ -1000,7 +1008,11 @@ VstIntPtr Vst3Adapter::dispatcher(VstInt32 opcode, VstInt32 index, VstIntPtr val
             std::memcpy(ptr, classId.toTUID(), sizeof(TUID));
             return 1;
         }
-        return value == vendorSpecificWheel ? 1 : 0;
+        if (value != vendorSpecificWheel)
+            return 0;
+        if (editor)
+            editor->onWheel(opt);
+        return 1;
     case effCanDo:
         return canDo(static_cast<const char*>(ptr));
     case effGetTailSize:
@@ -1049,8 +1061,27 @@ VstIntPtr Vst3Adapter::dispatcher(VstInt32 opcode, VstInt32 index, VstIntPtr val
             return 0;
         return info.channelCount;
     }
+    case effEditGetRect:
+        return editor && ptr && editor->getRect(static_cast<ERect**>(ptr)) ? 1 : 0;
+    case effEditOpen:
+        return editor && editor->open(ptr) ? 1 : 0;
+    case effEditClose:
+        if (editor)
+            editor->close();
+        return 0;
+    case effEditIdle:
+        // The view needs no idle call.
+        return 0;
+    case effEditKeyDown:
+    case effEditKeyUp: {
+        if (!editor)
+            return 0;
+        VstKeyCode key = {index, static_cast<unsigned char>(value), static_cast<unsigned char>(VstInt32(opt))};
+        return (opcode == effEditKeyDown ? editor->onKeyDown(key) : editor->onKeyUp(key)) ? 1 : 0;
+    }
+    case effSetEditKnobMode:
+        return editor && editor->setKnobMode(VstInt32(value)) ? 1 : 0;
     default:
-        // Editor opcodes answer 0 while the adapter offers no editor.
         return 0;
     }
 }

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "vst2/vst2_interface.h"
+#include "vst3/vst_editor_base.h"
 
 class VstEffectBase {
 public:
@@ -41,7 +42,7 @@ public:
                        float opt = 0.0f);
 
     audioMasterCallback audioMaster;
-    void* editor = nullptr; // the editor's VST 2 face; null: no editor
+    VstEditorBase* editor = nullptr; // the editor's VST 2 face; null: no editor
     float sampleRate = 44100.0f;
     VstInt32 blockSize = 1024;
     VstInt32 numPrograms = 0;

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "parent.h"
+#include "running_host.h"
 #include "stream_bytes.h"
 #include "support/win32.h"
 
@@ -16,6 +17,7 @@
 
 namespace {
 
+<<<<<<< HEAD
 // The host on a thread of its own, so that this one can drive its window.
 class RunningHost {
 public:
@@ -65,6 +67,8 @@ std::wstring uniqueTitle() {
     return L"fxhost editor e2e \u266b " + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
 }
 
+=======
+>>>>>>> view
 std::vector<std::wstring> configure(const std::wstring& plugin, std::vector<std::wstring> options) {
     options.insert(options.begin(), {L"configure", L"--vst", testPlugin(plugin)});
     return options;
@@ -88,12 +92,6 @@ RECT placeOf(HWND control) {
     GetWindowRect(control, &place);
     MapWindowPoints(HWND_DESKTOP, GetParent(control), reinterpret_cast<POINT*>(&place), 2);
     return place;
-}
-
-SIZE clientSize(HWND window) {
-    RECT client = {};
-    GetClientRect(window, &client);
-    return {client.right, client.bottom};
 }
 
 // What a drop-down list offers: "text=data" for each item, "*" before the

@@ -1,8 +1,9 @@
 // VST 3 plug-ins seen from a parent: which modules open and which fall
-// through to VST 2, the calls, settings and audio of a whole run, and
-// plug-ins made with a public framework (the DISTRHO Plugin Framework), each
-// built from one source as VST 2 and VST 3, whose two builds must sound
-// alike.
+// through to VST 2, the calls, settings and audio of a whole run, a
+// plug-in's own editor view in the window of `configure`, and plug-ins made
+// with a public framework (the DISTRHO Plugin Framework), each built from
+// one source as VST 2 and VST 3, whose two builds must sound alike and
+// whose editor opens in both.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include <cstring>
 
 #include "parent.h"
+#include "running_host.h"
 #include "stream_bytes.h"
 
 namespace {
@@ -106,7 +108,7 @@ TEST(Vst3Run, CallsSettingsAndAudioOfAWholeRun) {
                                "GetPluginFactory",
                                "factory createInstance component",
                                "factory createInstance controller",
-                               "component initialize",
+                               "component initialize in Tonewell VST Adapter",
                                "controller initialize",
                                "controller setComponentHandler set",
                                "component connect",
@@ -158,8 +160,90 @@ TEST(Vst3Run, ReopenMakesANewInstanceFromTheLoadedModule) {
     // The settings went with the old instance: the new one has its default.
     EXPECT_TRUE(sameBytes(run.output, format + format + audio + le32(0)));
     Lines calls = log.calls();
-    for (const char* call : {"InitDll", "component initialize", "component deleted"})
+    for (const char* call : {"InitDll", "component initialize in Tonewell VST Adapter", "component deleted"})
         EXPECT_EQ(std::count(calls.begin(), calls.end(), call), std::string(call) == "InitDll" ? 1 : 2) << call;
+}
+
+// ---------------------------------------------------------------------------
+// The plug-in's own editor view, in the window of `configure`: found by its
+// title, driven through the test plug-ins' child windows as a user's hand
+// would, closed as the user closes it.
+
+std::string sizeText(SIZE size) {
+    return std::to_string(size.cx) + "x" + std::to_string(size.cy);
+}
+
+// Waits up to ten seconds for the file to hold `bytes`.
+bool fileBecomes(const std::wstring& path, const std::string& bytes) {
+    for (int i = 0; i < 500; ++i) {
+        if (readWholeFile(path) == bytes)
+            return true;
+        Sleep(20);
+    }
+    return false;
+}
+
+const UINT viewAskSize = WM_APP;   // the test plug-in's view: resize to wParam by lParam
+const UINT viewEdit = WM_APP + 1;  // the test plug-in's view: Gain to wParam / 1000
+
+TEST(Vst3Editor, ConfigureShowsTheViewAtItsSizeAndSavesItsEdits) {
+    struct Row {
+        const char* name;
+        const wchar_t* plugin;
+        int width, height; // the window's client area; -1 where it is not ours to say
+        bool attaches;
+        bool edits; // resized and edited through the view
+    } rows[] = {
+        {"a view", L"fx3_view.vst3", 400, 300, true, true},
+        // The host's 100 by 100, but no narrower than the system lets a
+        // captioned window be.
+        {"a view with no width", L"fx3_view_zero.vst3", -1, 100, true, false},
+        {"a view wider than 16 bits", L"fx3_view_huge.vst3", -1, -1, true, false},
+        {"a view that fails to attach", L"fx3_view_fail.vst3", 400, 300, false, false},
+    };
+    for (const Row& row : rows) {
+        CallLog log;
+        ScopedTempFolder folder;
+        const std::wstring data = folder.path() + L"settings.bin";
+        writeWholeFile(data, gainImage(0.75));
+        const std::wstring title = uniqueTitle();
+        RunningHost host({L"configure", L"--vst", testPlugin(row.plugin), L"--window-title", title, L"--data", data});
+        HWND window = host.window(title);
+        ASSERT_TRUE(window) << row.name;
+        SIZE client = clientSize(window);
+        EXPECT_TRUE(row.width < 0 || client.cx == row.width) << row.name << ": " << sizeText(client);
+        EXPECT_TRUE(row.height < 0 || client.cy == row.height) << row.name << ": " << sizeText(client);
+        HWND view = FindWindowExW(window, NULL, L"fx3_view", NULL);
+        EXPECT_EQ(view != NULL, row.attaches) << row.name;
+        if (view && row.edits) {
+            // The view asks for a new size: the window follows.
+            SendMessageW(view, viewAskSize, 500, 250);
+            EXPECT_EQ(sizeText(clientSize(window)), "500x250") << row.name;
+            EXPECT_EQ(sizeText(clientSize(view)), "500x250") << row.name;
+            // An edit in the view reaches the settings file while it is open.
+            SendMessageW(view, viewEdit, 250, 0);
+            EXPECT_TRUE(fileBecomes(data, gainImage(0.25))) << row.name;
+        }
+        PostMessageW(window, WM_CLOSE, 0, 0);
+        HostRun run = host.finish();
+        EXPECT_EQ(run.exitCode, 0u) << row.name << ": " << run.error;
+        EXPECT_EQ(readWholeFile(data), gainImage(row.edits ? 0.25 : 0.75)) << row.name;
+
+        // The view of the first question is let go of at once; the editor's
+        // is made as the window opens and ends as it closes, before the
+        // plug-in does.
+        Lines calls;
+        for (const std::string& call : log.calls())
+            if (call.compare(0, 5, "view ") == 0 || call == "component setActive 0")
+                calls.push_back(call);
+        Lines expected = {"view 1 created", "view 1 deleted", "view 2 created", "view 2 setFrame set",
+                          "view 2 attached HWND"};
+        if (row.edits)
+            expected.insert(expected.end(), {"view 2 onSize 500 250", "view 2 resizeView 500 250 0"});
+        expected.insert(expected.end(),
+                        {"view 2 setFrame null", "view 2 removed", "view 2 deleted", "component setActive 0"});
+        EXPECT_EQ(calls, expected) << row.name;
+    }
 }
 
 std::wstring vst2Build(const std::wstring& name) {
@@ -254,6 +338,36 @@ TEST(FrameworkPlugins, Vst3BuildSoundsAsTheVst2Build) {
                 }
             }
         }
+    }
+}
+
+TEST(FrameworkPlugins, TheEditorOfBothBuildsOpensInTheWindow) {
+    for (const std::wstring& plugin : {vst2Build(L"fxd_editor"), vst3Build(L"fxd_editor")}) {
+        ScopedTempFolder folder;
+        const std::wstring data = folder.path() + L"settings.bin";
+        const std::wstring title = uniqueTitle();
+        RunningHost host({L"configure", L"--vst", plugin, L"--window-title", title, L"--data", data});
+        HWND window = host.window(title);
+        ASSERT_TRUE(window) << narrow(plugin);
+        EXPECT_EQ(sizeText(clientSize(window)), "360x240") << narrow(plugin);
+        HWND editor = FindWindowExW(window, NULL, L"fxd_editor", NULL);
+        ASSERT_TRUE(editor) << narrow(plugin);
+        SendMessageW(editor, WM_APP + 1, 500, 0); // Gain 0.5
+        PostMessageW(window, WM_CLOSE, 0, 0);
+        HostRun run = host.finish();
+        EXPECT_EQ(run.exitCode, 0u) << narrow(plugin) << ": " << run.error;
+        // The VST 2 build keeps the edit: its saved settings make the effect
+        // sound as the edit left it. The VST 3 build's processor is an
+        // instance apart from its editor's and reads changes only in a block
+        // of audio, which configure never runs, so its edit does not reach
+        // the settings yet.
+        if (plugin == vst3Build(L"fxd_editor"))
+            continue;
+        const std::string format = formatRecord(44100, 2, 3, 2, 3);
+        const std::string audio = floatFrames(600, 2);
+        HostRun played = runHost(with({L"process", L"--vst", plugin, L"--data", data}, chunkedFloat),
+                                 message(3, format) + message(1, audio));
+        EXPECT_TRUE(sameBytes(played.output, format + scaled(audio, 0.5f) + le32(0))) << narrow(plugin);
     }
 }
 

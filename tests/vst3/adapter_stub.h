@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "pluginterfaces/base/ibstream.h"
+#include "pluginterfaces/gui/iplugview.h"
 #include "pluginterfaces/vst/ivstattributes.h"
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivstcomponent.h"
@@ -66,9 +67,71 @@ inline std::string contentOf(IBStream* stream) {
     return bytes + " " + type;
 }
 
+// An editor view of the size a test gives; its calls go to the journal of
+// the plug-in that made it, as "view <call> [<arguments>]".
+class View : public IPlugView {
+public:
+    View(std::vector<std::string>* journal, ViewRect size, tresult sizeAnswer)
+        : journal(journal), size(size), sizeAnswer(sizeAnswer) {}
+    std::vector<std::string>* journal;
+    ViewRect size;
+    tresult sizeAnswer;
+    IPlugFrame* frame = nullptr;
+    std::atomic<int32> references{1};
+
+    tresult logged(const std::string& call, tresult answer = kResultOk) {
+        journal->push_back("view " + call);
+        return answer;
+    }
+    static std::string key(char16 key, int16 keyCode, int16 modifiers) {
+        return std::to_string(key) + " " + std::to_string(keyCode) + " " + std::to_string(modifiers);
+    }
+    tresult PLUGIN_API queryInterface(const TUID iid, void** obj) override {
+        bool known = FUnknownPrivate::iidEqual(iid, FUnknown::iid) || FUnknownPrivate::iidEqual(iid, IPlugView::iid);
+        *obj = known ? this : nullptr;
+        return known ? (addRef(), kResultOk) : kNoInterface;
+    }
+    uint32 PLUGIN_API addRef() override { return uint32(++references); }
+    uint32 PLUGIN_API release() override {
+        int32 left = --references;
+        if (left == 0) {
+            logged("deleted");
+            delete this;
+        }
+        return uint32(left);
+    }
+    virtual ~View() {}
+
+    tresult PLUGIN_API isPlatformTypeSupported(FIDString) override { return kResultTrue; }
+    tresult PLUGIN_API attached(void*, FIDString type) override { return logged(std::string("attached ") + type); }
+    tresult PLUGIN_API removed() override { return logged("removed"); }
+    tresult PLUGIN_API onWheel(float distance) override { return logged("onWheel " + std::to_string(distance)); }
+    tresult PLUGIN_API onKeyDown(char16 k, int16 keyCode, int16 modifiers) override {
+        return logged("onKeyDown " + key(k, keyCode, modifiers));
+    }
+    tresult PLUGIN_API onKeyUp(char16 k, int16 keyCode, int16 modifiers) override {
+        return logged("onKeyUp " + key(k, keyCode, modifiers));
+    }
+    tresult PLUGIN_API getSize(ViewRect* rect) override {
+        *rect = size;
+        return sizeAnswer;
+    }
+    tresult PLUGIN_API onSize(ViewRect* rect) override {
+        return logged("onSize " + std::to_string(rect->getWidth()) + " " + std::to_string(rect->getHeight()));
+    }
+    tresult PLUGIN_API onFocus(TBool) override { return kResultOk; }
+    tresult PLUGIN_API setFrame(IPlugFrame* plugFrame) override {
+        frame = plugFrame;
+        return logged(plugFrame ? "setFrame" : "setFrame null");
+    }
+    tresult PLUGIN_API canResize() override { return kResultTrue; }
+    tresult PLUGIN_API checkSizeConstraint(ViewRect*) override { return kResultOk; }
+};
+
 class Plugin : public IComponent,
                public IAudioProcessor,
                public IEditController,
+               public IEditController2,
                public IUnitInfo,
                public IMidiMapping,
                public IConnectionPoint {
@@ -88,6 +151,13 @@ public:
     bool can32 = true;
     std::function<void(ProcessData&)> onProcess;
     std::function<tresult(CtrlNumber, ParamID&)> mapping;
+    // With a size: createView makes views of it; `view` is the last one made
+    // (not counted).
+    std::function<IPlugView*()> makeView;
+    View* view = nullptr;
+    void offerView(ViewRect size, tresult sizeAnswer = kResultOk) {
+        makeView = [this, size, sizeAnswer] { return view = new View(journal, size, sizeAnswer); };
+    }
     std::atomic<int32> references{1};
 
     tresult logged(const std::string& call, tresult answer = kResultOk) {
@@ -111,6 +181,8 @@ public:
             *obj = static_cast<IAudioProcessor*>(this);
         else if (is(IEditController::iid))
             *obj = static_cast<IEditController*>(this);
+        else if (is(IEditController2::iid))
+            *obj = static_cast<IEditController2*>(this);
         else if (is(IUnitInfo::iid))
             *obj = static_cast<IUnitInfo*>(this);
         else if (is(IMidiMapping::iid))
@@ -229,7 +301,12 @@ public:
     tresult PLUGIN_API setComponentHandler(IComponentHandler* handler) override {
         return logged(handler ? "setComponentHandler" : "setComponentHandler null");
     }
-    IPlugView* PLUGIN_API createView(FIDString) override { return nullptr; }
+    IPlugView* PLUGIN_API createView(FIDString) override { return makeView ? makeView() : nullptr; }
+
+    // IEditController2
+    tresult PLUGIN_API setKnobMode(KnobMode mode) override { return logged("setKnobMode " + std::to_string(mode)); }
+    tresult PLUGIN_API openHelp(TBool) override { return kResultFalse; }
+    tresult PLUGIN_API openAboutBox(TBool) override { return kResultFalse; }
 
     // IUnitInfo
     int32 PLUGIN_API getUnitCount() override { return int32(units.size()); }

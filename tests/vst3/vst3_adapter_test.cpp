@@ -9,78 +9,13 @@
 
 #include <cstring>
 
-#include "adapter_stub.h"
+#include "adapted.h"
 
 namespace {
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
-typedef std::vector<std::string> Lines;
-
-// What the host callback was asked.
-struct Host {
-    Lines calls;
-    std::vector<VstMidiEvent> events;
-};
-Host* host = nullptr;
-
-VstIntPtr VSTCALLBACK hostCallback(AEffect*, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt) {
-    switch (opcode) {
-    case audioMasterGetCurrentProcessLevel:
-        return kVstProcessLevelOffline;
-    case audioMasterAutomate:
-        host->calls.push_back("automate " + std::to_string(index) + " " + std::to_string(opt));
-        return 0;
-    case audioMasterProcessEvents:
-        for (VstInt32 i = 0; i < static_cast<VstEvents*>(ptr)->numEvents; ++i)
-            host->events.push_back(*reinterpret_cast<VstMidiEvent*>(static_cast<VstEvents*>(ptr)->events[i]));
-        return 1;
-    case audioMasterWantMidi:
-        host->calls.push_back("wantMidi " + std::to_string(value));
-        return 1;
-    default:
-        return 0;
-    }
-}
-
-const TUID classId = INLINE_UID(0x11111111, 0x22222222, 0x33333333, 0x44444444);
-
-// One adapter over one stub, closed through its record as the host does.
-struct Adapted {
-    Host calls;
-    stub::Plugin* plugin = new stub::Plugin;
-    stub::Factory factory{plugin};
-    Vst3Adapter* adapter = nullptr;
-    AEffect* effect = nullptr;
-
-    Adapted() { host = &calls; }
-    bool create() {
-        VstEffectBase* base = Vst3Adapter::create(&factory, classId, hostCallback);
-        adapter = static_cast<Vst3Adapter*>(base);
-        effect = base ? base->getAeffect() : nullptr;
-        return base != nullptr;
-    }
-    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr) {
-        return effect->dispatcher(effect, opcode, index, value, ptr, 0.0f);
-    }
-    std::string text(VstInt32 opcode, VstInt32 index = 0) {
-        char buffer[1024] = {};
-        dispatch(opcode, index, 0, buffer);
-        return buffer;
-    }
-    // A block of `frames`; none has null channels, as the host's flush.
-    void block(VstInt32 frames) {
-        float buffer[8] = {};
-        float* planes[2] = {frames ? buffer : nullptr, frames ? buffer : nullptr};
-        effect->processReplacing(effect, planes, planes, frames);
-    }
-    ~Adapted() {
-        if (effect)
-            dispatch(effClose);
-        plugin->release();
-        host = nullptr;
-    }
-};
+using namespace stub;
 
 Lines after(const Lines& calls, size_t from) {
     return Lines(calls.begin() + std::ptrdiff_t(from), calls.end());
@@ -331,6 +266,55 @@ TEST(Vst3Adapter, AFailedInitializeIsUndoneAndRefused) {
     EXPECT_FALSE(a.create());
     EXPECT_EQ(a.plugin->count("terminate"), 1) << "a begun initialize is still undone";
     EXPECT_EQ(a.plugin->references, 1) << "nothing of the plug-in is kept";
+}
+
+} // namespace
+
+namespace {
+
+TEST(Vst3Adapter, HostServicesThePlugInMayAskFor) {
+    Adapted a;
+    ASSERT_TRUE(a.create());
+    TUID message, attributes, none = {};
+    IMessage::iid.toTUID(message);
+    IAttributeList::iid.toTUID(attributes);
+    struct Row {
+        const char* name;
+        TUID *cid, *iid;
+        const FUID* made; // the interface the new object answers, or null for none
+    } rows[] = {
+        {"a message", &message, &message, &IMessage::iid},
+        {"an attribute list", &attributes, &attributes, &IAttributeList::iid},
+        {"a message as an attribute list", &message, &attributes, nullptr},
+        {"an attribute list as a message", &attributes, &message, nullptr},
+        {"no class", nullptr, &message, nullptr},
+        {"nothing", &none, &none, nullptr},
+    };
+    for (const Row& row : rows) {
+        void* object = &a; // must be overwritten
+        tresult result = a.adapter->createInstance(row.cid ? *row.cid : nullptr, *row.iid, &object);
+        EXPECT_EQ(result, row.made ? kResultOk : kResultFalse) << row.name;
+        if (!row.made) {
+            EXPECT_EQ(object, nullptr) << row.name;
+            continue;
+        }
+        ASSERT_NE(object, nullptr) << row.name;
+        FUnknown* made = static_cast<FUnknown*>(object);
+        void* answer = nullptr;
+        EXPECT_EQ(made->queryInterface(*row.made, &answer), kResultOk) << row.name;
+        static_cast<FUnknown*>(answer)->release();
+        EXPECT_EQ(made->release(), 0u) << row.name << ": the caller holds the one reference";
+    }
+
+    // The host's product name, or nothing at all from a host that has none.
+    String128 name;
+    for (TChar& unit : name)
+        unit = 'x';
+    EXPECT_EQ(a.adapter->getName(name), kResultFalse);
+    EXPECT_EQ(name[0], 'x') << "left alone";
+    a.calls.product = "Tonewell VST Adapter";
+    EXPECT_EQ(a.adapter->getName(name), kResultOk);
+    EXPECT_EQ(std::u16string(reinterpret_cast<char16_t*>(name)), u"Tonewell VST Adapter");
 }
 
 } // namespace

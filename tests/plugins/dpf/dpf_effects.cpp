@@ -9,6 +9,7 @@
 //                   as the plug-in's latency
 //   fxd_instrument  an instrument with two outputs, which hosts of effects
 //                   must refuse
+//   fxd_editor      fxd_gain with an editor of its own (dpf_ui.cpp)
 #include <cstring>
 
 #include "DistrhoPlugin.hpp"
@@ -21,7 +22,7 @@ const uint32_t fxdLatencyFrames = 300;
 
 class FxdEffect : public Plugin {
 public:
-    FxdEffect() : Plugin(FXD_KIND == FXD_GAIN ? 1 : 0, 0, FXD_KIND == FXD_GAIN ? 1 : 0) {
+    FxdEffect() : Plugin(FXD_HAS_GAIN ? 1 : 0, 0, FXD_HAS_GAIN ? 1 : 0) {
 #if FXD_KIND == FXD_LATENCY
         setLatency(fxdLatencyFrames);
 #endif

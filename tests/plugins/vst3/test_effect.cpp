@@ -22,22 +22,40 @@
 //   fx3_initfail      InitDll answers false
 //   fx3_nullfactory   GetPluginFactory answers null
 //   fx3_throwfactory  the factory throws instead of making anything
+//   fx3_view          fx3_gain whose controller makes an editor view of 400
+//                     by 300 (also IEditController2): `attached` makes a
+//                     child window of class "fx3_view" on the window it is
+//                     given. Messages to that child make the view act as if
+//                     the user did: WM_APP asks the frame for the size
+//                     wParam by lParam (resizeView), WM_APP + 1 sets Gain to
+//                     wParam / 1000 (beginEdit, performEdit, endEdit).
+//   fx3_view_zero     the same view, 0 pixels wide
+//   fx3_view_huge     the same view, 40000 pixels wide
+//   fx3_view_fail     the same view, whose `attached` fails
 //
 // The log (../vst2/plugin_log.h) gets "InitDll", "GetPluginFactory",
 // "factory createInstance <object>" and "<object> <call> [<arguments>]" for
 // the calls that set a plug-in up, run it, tear it down and move its state;
 // the process lines only when FXHOST_TEST_LOG was set at the last
-// setActive, so that a run without a log costs nothing.
+// setActive, so that a run without a log costs nothing. The component's
+// initialize names the host as IHostApplication does. A view logs
+// "view <n> <call> [<arguments>]", n counting the views of the process
+// from 1.
 
 #include <atomic>
+#include <cstdio>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
 #include "../vst2/plugin_log.h"
+#include "base/source/fobject.h"
+#include "pluginterfaces/gui/iplugview.h"
 #include "pluginterfaces/base/ibstream.h"
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 #include "pluginterfaces/vst/ivsteditcontroller.h"
+#include "pluginterfaces/vst/ivsthostapplication.h"
 #include "pluginterfaces/vst/ivstmessage.h"
 #include "pluginterfaces/vst/ivstparameterchanges.h"
 #include "public.sdk/source/vst/vstcomponent.h"
@@ -45,6 +63,12 @@
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
+
+namespace Steinberg {
+// The SDK's own sources define no identifiers of the GUI folder.
+DEF_CLASS_IID(IPlugView)
+DEF_CLASS_IID(IPlugFrame)
+} // namespace Steinberg
 
 namespace {
 
@@ -95,7 +119,14 @@ public:
     ~Processor() override { pluginLog("component deleted"); }
 
     tresult PLUGIN_API initialize(FUnknown* context) override {
-        pluginLog("component initialize");
+        // The host's name, as a plug-in shows it in its about box.
+        String128 host = {};
+        FUnknownPtr<IHostApplication> application(context);
+        tresult named = application ? application->getName(host) : kResultFalse;
+        std::string name;
+        for (int i = 0; named == kResultOk && i < 128 && host[i]; ++i)
+            name += char(host[i]);
+        pluginLog("component initialize in %s", named == kResultOk ? name.c_str() : "(no name)");
         audioInputs.push_back(
             owned<Bus>(new AudioBus(STR16("Stereo In"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
         audioOutputs.push_back(
@@ -186,7 +217,141 @@ private:
     std::atomic<bool> logging{false};
 };
 
-class Controller : public ComponentBase, public IEditController {
+#if defined(FX3_VIEW)
+#if defined(FX3_VIEW_ZERO)
+const int32 viewWidth = 0;
+#elif defined(FX3_VIEW_HUGE)
+const int32 viewWidth = 40000;
+#else
+const int32 viewWidth = 400;
+#endif
+const int32 viewHeight = 300;
+#if defined(FX3_VIEW_ATTACH_FAILS)
+const bool attachFails = true;
+#else
+const bool attachFails = false;
+#endif
+const UINT viewAskSize = WM_APP;
+const UINT viewEdit = WM_APP + 1;
+const wchar_t viewClassName[] = L"fx3_view";
+std::atomic<int> viewsMade{0};
+
+LRESULT CALLBACK viewProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+class View : public FObject, public IPlugView {
+public:
+    // `edit` moves Gain as the controller's own control would.
+    explicit View(std::function<void(double)> edit) : number(++viewsMade), edit(std::move(edit)) {
+        log("created");
+    }
+    ~View() override { log("deleted"); }
+
+    tresult PLUGIN_API isPlatformTypeSupported(FIDString type) override {
+        return std::strcmp(type, kPlatformTypeHWND) == 0 ? kResultTrue : kResultFalse;
+    }
+    tresult PLUGIN_API attached(void* parent, FIDString type) override {
+        log(std::string("attached ") + type);
+        if (attachFails)
+            return kResultFalse;
+        WNDCLASSEXW windowClass = {};
+        windowClass.cbSize = sizeof windowClass;
+        windowClass.lpfnWndProc = viewProcedure;
+        windowClass.hInstance = GetModuleHandleW(nullptr);
+        windowClass.lpszClassName = viewClassName;
+        RegisterClassExW(&windowClass); // fails harmlessly once registered
+        window = CreateWindowExW(0, viewClassName, L"", WS_CHILD | WS_VISIBLE, 0, 0, rect.getWidth(),
+                                 rect.getHeight(), static_cast<HWND>(parent), nullptr, GetModuleHandleW(nullptr), this);
+        return window ? kResultOk : kResultFalse;
+    }
+    tresult PLUGIN_API removed() override {
+        log("removed");
+        if (window)
+            DestroyWindow(window);
+        window = nullptr;
+        return kResultOk;
+    }
+    tresult PLUGIN_API onWheel(float distance) override { return logged(kResultOk, said("onWheel", distance)); }
+    tresult PLUGIN_API onKeyDown(char16 key, int16 keyCode, int16 modifiers) override {
+        return logged(kResultOk, said("onKeyDown", key, keyCode, modifiers));
+    }
+    tresult PLUGIN_API onKeyUp(char16 key, int16 keyCode, int16 modifiers) override {
+        return logged(kResultOk, said("onKeyUp", key, keyCode, modifiers));
+    }
+    tresult PLUGIN_API getSize(ViewRect* size) override {
+        *size = rect;
+        return kResultOk;
+    }
+    tresult PLUGIN_API onSize(ViewRect* newSize) override {
+        log(said("onSize", newSize->getWidth(), newSize->getHeight()));
+        rect = *newSize;
+        if (window)
+            SetWindowPos(window, nullptr, 0, 0, rect.getWidth(), rect.getHeight(), SWP_NOMOVE | SWP_NOZORDER);
+        return kResultOk;
+    }
+    tresult PLUGIN_API onFocus(TBool) override { return kResultOk; }
+    tresult PLUGIN_API setFrame(IPlugFrame* plugFrame) override {
+        frame = plugFrame; // not counted, as the SDK's views do
+        log(plugFrame ? "setFrame set" : "setFrame null");
+        return kResultOk;
+    }
+    tresult PLUGIN_API canResize() override { return kResultTrue; }
+    tresult PLUGIN_API checkSizeConstraint(ViewRect*) override { return kResultOk; }
+
+    // What the child window's messages ask for.
+    void askSize(int32 width, int32 height) {
+        ViewRect size(0, 0, width, height);
+        tresult result = frame ? frame->resizeView(this, &size) : kResultFalse;
+        log(said("resizeView", width, height, result));
+    }
+    void editGain(double value) { edit(value); }
+
+    OBJ_METHODS(View, FObject)
+    DEFINE_INTERFACES
+    DEF_INTERFACE(IPlugView)
+    END_DEFINE_INTERFACES(FObject)
+    REFCOUNT_METHODS(FObject)
+
+private:
+    void log(const std::string& text) { pluginLog("view %d %s", number, text.c_str()); }
+    tresult logged(tresult result, const std::string& text) {
+        log(text);
+        return result;
+    }
+    template <typename... Values> static std::string said(const char* call, Values... values) {
+        std::string text = call;
+        for (double value : {double(values)...}) {
+            char number[32];
+            std::snprintf(number, sizeof number, " %g", value);
+            text += number;
+        }
+        return text;
+    }
+
+    const int number;
+    std::function<void(double)> edit;
+    ViewRect rect{0, 0, viewWidth, viewHeight};
+    IPlugFrame* frame = nullptr;
+    HWND window = nullptr;
+};
+
+LRESULT CALLBACK viewProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_NCCREATE)
+        SetWindowLongPtrW(window, GWLP_USERDATA,
+                          reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams));
+    View* view = reinterpret_cast<View*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (view && message == viewAskSize) {
+        view->askSize(int32(wParam), int32(lParam));
+        return 0;
+    }
+    if (view && message == viewEdit) {
+        view->editGain(double(wParam) / 1000.0);
+        return 0;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+#endif
+
+class Controller : public ComponentBase, public IEditController, public IEditController2 {
 public:
     ~Controller() override { pluginLog("controller deleted"); }
 
@@ -241,18 +406,50 @@ public:
             gain = value;
         return id == gainId ? kResultOk : kInvalidArgument;
     }
-    tresult PLUGIN_API setComponentHandler(IComponentHandler* handler) override {
-        return logged(kResultOk, std::string("controller setComponentHandler ") + (handler ? "set" : "null"));
+    tresult PLUGIN_API setComponentHandler(IComponentHandler* componentHandler) override {
+        handler = componentHandler;
+        return logged(kResultOk,
+                      std::string("controller setComponentHandler ") + (componentHandler ? "set" : "null"));
     }
-    IPlugView* PLUGIN_API createView(FIDString) override { return nullptr; }
+    IPlugView* PLUGIN_API createView(FIDString name) override {
+#if defined(FX3_VIEW)
+        if (name && std::strcmp(name, ViewType::kEditor) == 0)
+            return new View([this](double value) { editGain(value); });
+#else
+        (void)name;
+#endif
+        return nullptr;
+    }
+
+    // IEditController2, answered by the view variants only.
+    tresult PLUGIN_API setKnobMode(KnobMode mode) override {
+        return logged(kResultOk, "controller setKnobMode " + std::to_string(mode));
+    }
+    tresult PLUGIN_API openHelp(TBool) override { return kResultFalse; }
+    tresult PLUGIN_API openAboutBox(TBool) override { return kResultFalse; }
 
     OBJ_METHODS(Controller, ComponentBase)
     DEFINE_INTERFACES
     DEF_INTERFACE(IEditController)
+#if defined(FX3_VIEW)
+    DEF_INTERFACE(IEditController2)
+#endif
     END_DEFINE_INTERFACES(ComponentBase)
     REFCOUNT_METHODS(ComponentBase)
 
 private:
+    // A move of the view's control: the host hears of it as of a user's edit.
+    void editGain(double value) {
+        pluginLog("controller edit %g", value);
+        gain = value;
+        if (handler) {
+            handler->beginEdit(gainId);
+            handler->performEdit(gainId, value);
+            handler->endEdit(gainId);
+        }
+    }
+
+    IPtr<IComponentHandler> handler;
     std::atomic<double> gain{0.5};
     char kept = 1;
 };

@@ -1,0 +1,57 @@
+// The host of a window-showing command (configure) on a thread of its own,
+// so that the test's thread can find its window by title and drive it as a
+// user would, then close it.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "parent.h"
+#include "support/win32.h"
+
+class RunningHost {
+public:
+    explicit RunningHost(const std::vector<std::wstring>& arguments)
+        : thread([this, arguments] {
+              result = runHost(arguments);
+              done = true;
+          }) {}
+    ~RunningHost() {
+        if (thread.joinable())
+            thread.join();
+    }
+    // The host's visible top-level window with this title; null if the host
+    // ends without showing one or none shows within 30 seconds.
+    HWND window(const std::wstring& title) {
+        for (int i = 0; i < 1500 && !done; ++i) {
+            HWND found = FindWindowW(NULL, title.c_str());
+            if (found && IsWindowVisible(found))
+                return found;
+            Sleep(20);
+        }
+        return NULL;
+    }
+    HostRun finish() {
+        thread.join();
+        return result;
+    }
+
+private:
+    HostRun result;
+    std::atomic<bool> done{false};
+    std::thread thread;
+};
+
+// A window title no other run of any test process has.
+inline std::wstring uniqueTitle() {
+    static int made = 0;
+    return L"fxhost editor e2e \u266b " + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
+}
+
+inline SIZE clientSize(HWND window) {
+    RECT client = {};
+    GetClientRect(window, &client);
+    return {client.right, client.bottom};
+}
