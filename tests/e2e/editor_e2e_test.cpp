@@ -17,58 +17,6 @@
 
 namespace {
 
-<<<<<<< HEAD
-// The host on a thread of its own, so that this one can drive its window.
-class RunningHost {
-public:
-    explicit RunningHost(const std::vector<std::wstring>& arguments)
-        : thread([this, arguments] {
-              result = runHost(arguments);
-              done = true;
-          }) {}
-    ~RunningHost() {
-        if (thread.joinable())
-            thread.join();
-    }
-    // The host's visible top-level window with this title; null if the host
-    // ends without showing one or none shows within 30 seconds.
-    HWND window(const std::wstring& title) {
-        for (int i = 0; i < 1500 && !done; ++i) {
-            HWND found = FindWindowW(NULL, title.c_str());
-            if (found && IsWindowVisible(found))
-                return found;
-            pumpAWhile();
-        }
-        return NULL;
-    }
-    HostRun finish() {
-        while (!done)
-            pumpAWhile();
-        thread.join();
-        return result;
-    }
-    // A window of ours may own the host's, and the system may send it
-    // messages on the host's behalf: they must not wait for us.
-    static void pumpAWhile() {
-        MSG message;
-        while (PeekMessageW(&message, NULL, 0, 0, PM_REMOVE))
-            DispatchMessageW(&message);
-        Sleep(20);
-    }
-
-private:
-    HostRun result;
-    std::atomic<bool> done{false};
-    std::thread thread;
-};
-
-std::wstring uniqueTitle() {
-    static int made = 0;
-    return L"fxhost editor e2e \u266b " + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++made);
-}
-
-=======
->>>>>>> view
 std::vector<std::wstring> configure(const std::wstring& plugin, std::vector<std::wstring> options) {
     options.insert(options.begin(), {L"configure", L"--vst", testPlugin(plugin)});
     return options;

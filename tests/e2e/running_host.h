@@ -29,13 +29,23 @@ public:
             HWND found = FindWindowW(NULL, title.c_str());
             if (found && IsWindowVisible(found))
                 return found;
-            Sleep(20);
+            pumpAWhile();
         }
         return NULL;
     }
     HostRun finish() {
+        while (!done)
+            pumpAWhile();
         thread.join();
         return result;
+    }
+    // A window of ours may own the host's, and the system may send it
+    // messages on the host's behalf: they must not wait for us.
+    static void pumpAWhile() {
+        MSG message;
+        while (PeekMessageW(&message, NULL, 0, 0, PM_REMOVE))
+            DispatchMessageW(&message);
+        Sleep(20);
     }
 
 private:
