@@ -5,10 +5,14 @@ Every behaviour is chosen by the request path, so one server serves a whole
 table of test rows. Each request head is appended, byte for byte, to the log
 file, so that a test can compare what the client sent with what it expects.
 
-  http_server.py --root DIR --port-file FILE [--log FILE] [--tls CERT KEY]
+  http_server.py --root DIR [--log FILE] [--certs DIR [--cert NAME]]
+                 [--port-file FILE] [--lifetime SECONDS] [--ignore-stdin]
 
-The port file is written (through a rename) once the server listens. Files
-are served from DIR. Paths, with their query parameters:
+"PORT <n>" goes to standard output once the server listens (and the number
+to the port file, through a rename). The server ends when its standard input
+closes, unless told to ignore it, or after its lifetime. With --certs it
+serves TLS 1.2 with the certificate NAME (.pem and .key) of that folder.
+Files are served from DIR. Paths, with their query parameters:
 
   /file/NAME            NAME from DIR; Range "bytes=N-" gives 206
       ?drop=N           first request only: reset the connection after N body bytes
@@ -44,6 +48,7 @@ import socket
 import socketserver
 import ssl
 import struct
+import sys
 import threading
 import urllib.parse
 
@@ -87,10 +92,11 @@ class Handler(socketserver.StreamRequestHandler):
     def setup(self):
         # The handshake runs on the connection's own thread, so that a client
         # that stalls in it holds up no one else.
-        if args.tls:
+        if args.certs:
             context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             context.minimum_version = context.maximum_version = ssl.TLSVersion.TLSv1_2
-            context.load_cert_chain(args.tls[0], args.tls[1])
+            context.load_cert_chain(os.path.join(args.certs, args.cert + ".pem"),
+                                    os.path.join(args.certs, args.cert + ".key"))
             try:
                 self.request = self.connection = context.wrap_socket(self.request, server_side=True)
             except (ssl.SSLError, OSError):
@@ -292,16 +298,27 @@ def main():
     global args
     parser = argparse.ArgumentParser()
     parser.add_argument("--root", required=True)
-    parser.add_argument("--port-file", required=True)
+    parser.add_argument("--port-file")
     parser.add_argument("--log")
-    parser.add_argument("--tls", nargs=2, metavar=("CERT", "KEY"))
+    parser.add_argument("--certs", help="folder of the generated test certificates; serves TLS 1.2")
+    parser.add_argument("--cert", default="good")
+    parser.add_argument("--lifetime", type=float, default=600.0)
+    parser.add_argument("--ignore-stdin", action="store_true")
     args = parser.parse_args()
     server = Server(("127.0.0.1", 0), Handler)
-    temp = args.port_file + ".tmp"
-    with open(temp, "w") as f:
-        f.write(str(server.server_address[1]))
-    os.replace(temp, args.port_file)
-    server.serve_forever()
+    port = server.server_address[1]
+    if args.port_file:
+        temp = args.port_file + ".tmp"
+        with open(temp, "w") as f:
+            f.write(str(port))
+        os.replace(temp, args.port_file)
+    print("PORT %d" % port, flush=True)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    # Never outlive the test: its end closes our standard input.
+    if not args.ignore_stdin:
+        threading.Thread(target=lambda: (sys.stdin.buffer.read(), os._exit(0)), daemon=True).start()
+    threading.Event().wait(args.lifetime)
+    os._exit(0)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,140 @@
+// --input with an http or https URL: the real program reads its stream from
+// the scripted server (tests/servers/http_server.py) through the
+// pass-through plug-in, and the server's record of the request bytes shows
+// what went over the wire.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "common/http_test_server.h"
+#include "parent.h"
+#include "stream_bytes.h"
+
+namespace {
+
+const std::string nl = "\r\n"; // standard error is in text mode
+
+// The stream the server sends: 2-channel float 32, not a whole number of
+// 4096-byte reads, so that the last read is a short one.
+const std::string& source() {
+    static const std::string audio = floatFrames(6000, 2);
+    return audio;
+}
+
+struct Fetch {
+    HostRun run;
+    std::string output;                // what --output received
+    std::vector<std::string> requests; // request heads the server saw, in order
+    double seconds = 0;
+};
+
+// A run of `process` with --input `url` against `server`, which serves
+// `source()` as src.raw.
+Fetch fetch(HttpTestServer& server, const std::string& url) {
+    ScopedTempFolder folder(L"fxhost-http");
+    const std::wstring output = folder.path() + L"out.raw";
+    server.clearRequests();
+    const auto start = std::chrono::steady_clock::now();
+    Fetch result;
+    result.run = runHost({L"process", L"--vst", testPlugin(L"fx_effect.dll"), L"--input", Qz::utf8ToWide(url),
+                          L"--output", output, L"--rate", L"44100", L"--channels", L"2", L"--bits", L"32",
+                          L"--formattag", L"3"});
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    result.output = readWholeFile(output);
+    result.requests = server.requests();
+    return result;
+}
+
+std::string plainRequest(const std::string& target, const std::string& host, const std::string& range = "") {
+    return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n" + range + "Connection: close\r\nAccept: */*\r\n\r\n";
+}
+
+TEST(HttpInput, BodiesArriveWholeWhateverTheRoute) {
+    HttpTestServer server({{"src.raw", source()}});
+    const std::string host = "127.0.0.1:" + server.port(), base = "http://" + host;
+    struct Row {
+        const char* name;
+        std::string url;
+        size_t requests;         // how many the server saw
+        std::string lastRequest; // the last one's exact text, if not empty
+    };
+    const std::vector<Row> rows = {
+        {"a plain body", base + "/file/src.raw", 1, plainRequest("/file/src.raw", host)},
+        {"a body that ends short, resumed by a range", base + "/file/src.raw?short=20000", 2,
+         plainRequest("/file/src.raw?short=20000", host, "Range: bytes=20000-\r\n")},
+        {"a reset connection, resumed by a range", base + "/file/src.raw?drop=20000", 2, ""},
+        {"ten redirects, relative ones", base + "/redirect/10?to=/file/src.raw", 11,
+         plainRequest("/file/src.raw", host)},
+        {"Basic after the challenge", "http://user:secret@" + host + "/basic/file/src.raw", 2, ""},
+        {"Digest after the challenge", "http://user:secret@" + host + "/digest/file/src.raw", 2, ""},
+        {"a cookie sent back after a redirect", base + "/cookie/file/src.raw", 2, ""},
+        {"a chunked body", base + "/file/src.raw?chunked=3000", 1, ""},
+        {"no length: the end is the close", base + "/file/src.raw?nolength=1", 1, ""},
+        {"an upper-case scheme and no ranges", "HTTP://" + host + "/file/src.raw?ranges=none", 1, ""},
+    };
+    for (const Row& row : rows) {
+        Fetch result = fetch(server, row.url);
+        EXPECT_EQ(result.run.exitCode, 0u) << row.name;
+        EXPECT_EQ(result.run.error, "") << row.name;
+        EXPECT_TRUE(sameBytes(result.output, source())) << row.name;
+        ASSERT_EQ(result.requests.size(), row.requests) << row.name;
+        if (!row.lastRequest.empty())
+            EXPECT_EQ(result.requests.back(), row.lastRequest) << row.name;
+    }
+    // What the answers carried, beyond their count.
+    Fetch basic = fetch(server, "http://user:secret@" + host + "/basic/file/src.raw");
+    ASSERT_EQ(basic.requests.size(), 2u);
+    EXPECT_EQ(basic.requests[0], plainRequest("/basic/file/src.raw", host)) << "plain http waits for a challenge";
+    EXPECT_NE(basic.requests[1].find("\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"), std::string::npos);
+    Fetch cookie = fetch(server, base + "/cookie/file/src.raw");
+    ASSERT_EQ(cookie.requests.size(), 2u);
+    EXPECT_NE(cookie.requests[1].find("\r\nCookie: session=abc123\r\n"), std::string::npos);
+    Fetch dropped = fetch(server, base + "/file/src.raw?drop=20000");
+    ASSERT_EQ(dropped.requests.size(), 2u);
+    EXPECT_NE(dropped.requests[1].find("\r\nRange: bytes="), std::string::npos);
+}
+
+TEST(HttpInput, BadRepliesFailAtOnceWithTheirText) {
+    HttpTestServer server({{"src.raw", source()}});
+    const std::string host = "127.0.0.1:" + server.port(), base = "http://" + host;
+    struct Row {
+        const char* name;
+        std::string url;
+        std::string error;
+        size_t requests; // a retry would show here
+    };
+    const std::vector<Row> rows = {
+        {"the eleventh redirect", base + "/redirect/11?to=/file/src.raw", "invalid server response", 11},
+        {"a redirect loop", base + "/loop", "invalid server response", 11},
+        {"a redirect without a Location", base + "/nolocation", "invalid server response", 1},
+        {"a Location without a host", base + "/badlocation", "invalid URL", 1},
+        {"a malformed status line", base + "/status/2x0%20OK", "invalid server response", 1},
+        {"a header line over 4096 bytes", base + "/longheader", "invalid input", 1},
+        {"a chunk size that is no number", base + "/file/src.raw?chunked=3000&garbage=1", "invalid server response",
+         1},
+        {"a chunk extension", base + "/file/src.raw?chunked=3000&ext=1", "invalid server response", 1},
+        {"a missing resource", base + "/nothing-here", "file not found", 1},
+        {"a refused password", "http://user:wrong@" + host + "/basic/file/src.raw", "Unauthorized (401)", 2},
+        {"a status without a reason", base + "/status/500", "Unspecified HTTP Response (500)", 1},
+    };
+    for (const Row& row : rows) {
+        Fetch result = fetch(server, row.url);
+        EXPECT_EQ(result.run.exitCode, exitFailure) << row.name;
+        EXPECT_EQ(result.run.error, row.error + nl) << row.name;
+        EXPECT_EQ(result.requests.size(), row.requests) << row.name;
+        EXPECT_LT(result.seconds, 8.0) << row.name << ": no retry, no wait";
+    }
+}
+
+TEST(HttpInput, AServerThatStallsTimesOut) {
+    HttpTestServer server({{"src.raw", source()}});
+    Fetch result = fetch(server, "http://127.0.0.1:" + server.port() + "/file/src.raw?stall=1");
+    EXPECT_EQ(result.run.exitCode, exitFailure);
+    EXPECT_EQ(result.run.error, "network timeout" + nl);
+    // Ten seconds for the wait; a retry would start another.
+    EXPECT_GE(result.seconds, 9.5);
+    EXPECT_LT(result.seconds, 30.0);
+}
+
+} // namespace
