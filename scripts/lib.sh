@@ -4,7 +4,7 @@
 
 FXHOST_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 FXHOST_BUILD=${FXHOST_BUILD:-$FXHOST_ROOT/build}
-FXHOST_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64 googletest juce-modules-source dpf-source make)
+FXHOST_PACKAGES=(cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64 googletest juce-modules-source dpf-source make python3 openssl libgnutls30)
 
 say() { printf '==> %s\n' "$*" >&2; }
 

@@ -1,0 +1,52 @@
+// A test server on loopback: a Python script from tests/servers/, run as a
+// native program beside Wine for the length of one scope.
+//
+// Wine gives a native child neither our standard handles nor a process
+// handle, so the two talk over a "lifeline": a loopback connection that the
+// script makes back to us when it starts (it is told the port with
+// "--lifeline <port>"). Its first line is "PORT <n>", the port the server
+// listens on; anything the script sends after that is what output() reads.
+// When the lifeline closes (this object going away, or this process dying)
+// the script ends, so no server outlives its test.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class ServerProcess {
+public:
+    // Starts tests/servers/<script> with `arguments` and waits (up to 20 s)
+    // for its port. Throws std::runtime_error if it does not come up.
+    ServerProcess(const std::string& script, const std::vector<std::string>& arguments);
+    // Closes the lifeline and waits (up to 10 s) for the script to end.
+    ~ServerProcess();
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    int port() const { return number; }
+    std::string portText() const { return std::to_string(number); }
+    // What the script sent after its port line and has not been taken yet;
+    // waits up to `seconds` for at least `until` to appear in it (empty:
+    // does not wait).
+    std::string output(const std::string& until = "", double seconds = 5);
+
+private:
+    void stop();
+    bool receive(double seconds);
+
+    uintptr_t lifeline; // a SOCKET
+    int number = 0;
+    std::string pending; // sent, not yet taken
+};
+
+// Starts Winsock once for the test process (the library leaves that to the
+// program). Call before the first socket.
+void startWinsock();
+
+// The folder of tests/servers/ and the generated test certificates, as
+// Unix paths for the scripts.
+std::string testServersFolder();
+std::string testCertificatesFolder();
+// A Unix path as this process reaches it (the Z: drive).
+std::wstring windowsPathOf(const std::string& unixPath);
