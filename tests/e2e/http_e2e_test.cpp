@@ -10,6 +10,7 @@
 #include "common/http_test_server.h"
 #include "parent.h"
 #include "stream_bytes.h"
+#include "support/text/utf.h"
 
 namespace {
 
@@ -51,24 +52,27 @@ std::string plainRequest(const std::string& target, const std::string& host, con
 }
 
 TEST(HttpInput, BodiesArriveWholeWhateverTheRoute) {
-    HttpTestServer server({{"src.raw", source()}});
+    HttpTestServer server(std::map<std::string, std::string>{{"src.raw", source()}});
     const std::string host = "127.0.0.1:" + server.port(), base = "http://" + host;
     struct Row {
         const char* name;
         std::string url;
-        size_t requests;         // how many the server saw
-        std::string lastRequest; // the last one's exact text, if not empty
+        size_t requests;  // how many the server saw
+        std::string last; // the last request's exact text, or a line it must hold
     };
     const std::vector<Row> rows = {
         {"a plain body", base + "/file/src.raw", 1, plainRequest("/file/src.raw", host)},
         {"a body that ends short, resumed by a range", base + "/file/src.raw?short=20000", 2,
          plainRequest("/file/src.raw?short=20000", host, "Range: bytes=20000-\r\n")},
-        {"a reset connection, resumed by a range", base + "/file/src.raw?drop=20000", 2, ""},
-        {"ten redirects, relative ones", base + "/redirect/10?to=/file/src.raw", 11,
+        // Where a reset cuts in depends on what the system had delivered.
+        {"a reset connection, resumed by a range", base + "/file/src.raw?drop=20000", 2, "\r\nRange: bytes="},
+        {"ten redirects, relative ones", base + "/redirect/9?to=/file/src.raw", 11,
          plainRequest("/file/src.raw", host)},
-        {"Basic after the challenge", "http://user:secret@" + host + "/basic/file/src.raw", 2, ""},
-        {"Digest after the challenge", "http://user:secret@" + host + "/digest/file/src.raw", 2, ""},
-        {"a cookie sent back after a redirect", base + "/cookie/file/src.raw", 2, ""},
+        {"Basic after the challenge", "http://user:secret@" + host + "/basic/file/src.raw", 2,
+         "\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"},
+        {"Digest after the challenge", "http://user:secret@" + host + "/digest/file/src.raw", 2,
+         "\r\nAuthorization: Digest username=\"user\", realm=\"fxhost-test\""},
+        {"a cookie sent back after a redirect", base + "/cookie/file/src.raw", 2, "\r\nCookie: session=abc123\r\n"},
         {"a chunked body", base + "/file/src.raw?chunked=3000", 1, ""},
         {"no length: the end is the close", base + "/file/src.raw?nolength=1", 1, ""},
         {"an upper-case scheme and no ranges", "HTTP://" + host + "/file/src.raw?ranges=none", 1, ""},
@@ -79,24 +83,21 @@ TEST(HttpInput, BodiesArriveWholeWhateverTheRoute) {
         EXPECT_EQ(result.run.error, "") << row.name;
         EXPECT_TRUE(sameBytes(result.output, source())) << row.name;
         ASSERT_EQ(result.requests.size(), row.requests) << row.name;
-        if (!row.lastRequest.empty())
-            EXPECT_EQ(result.requests.back(), row.lastRequest) << row.name;
+        const std::string& last = result.requests.back();
+        if (row.last.compare(0, 4, "GET ") == 0) {
+            EXPECT_EQ(last, row.last) << row.name;
+        } else {
+            EXPECT_NE(last.find(row.last), std::string::npos) << row.name << ": " << last;
+        }
+        if (row.requests == 2 && row.last.find("Authorization") != std::string::npos) {
+            EXPECT_EQ(result.requests[0].find("Authorization"), std::string::npos)
+                << row.name << ": plain http waits for a challenge";
+        }
     }
-    // What the answers carried, beyond their count.
-    Fetch basic = fetch(server, "http://user:secret@" + host + "/basic/file/src.raw");
-    ASSERT_EQ(basic.requests.size(), 2u);
-    EXPECT_EQ(basic.requests[0], plainRequest("/basic/file/src.raw", host)) << "plain http waits for a challenge";
-    EXPECT_NE(basic.requests[1].find("\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"), std::string::npos);
-    Fetch cookie = fetch(server, base + "/cookie/file/src.raw");
-    ASSERT_EQ(cookie.requests.size(), 2u);
-    EXPECT_NE(cookie.requests[1].find("\r\nCookie: session=abc123\r\n"), std::string::npos);
-    Fetch dropped = fetch(server, base + "/file/src.raw?drop=20000");
-    ASSERT_EQ(dropped.requests.size(), 2u);
-    EXPECT_NE(dropped.requests[1].find("\r\nRange: bytes="), std::string::npos);
 }
 
 TEST(HttpInput, BadRepliesFailAtOnceWithTheirText) {
-    HttpTestServer server({{"src.raw", source()}});
+    HttpTestServer server(std::map<std::string, std::string>{{"src.raw", source()}});
     const std::string host = "127.0.0.1:" + server.port(), base = "http://" + host;
     struct Row {
         const char* name;
@@ -105,7 +106,7 @@ TEST(HttpInput, BadRepliesFailAtOnceWithTheirText) {
         size_t requests; // a retry would show here
     };
     const std::vector<Row> rows = {
-        {"the eleventh redirect", base + "/redirect/11?to=/file/src.raw", "invalid server response", 11},
+        {"the eleventh redirect", base + "/redirect/10?to=/file/src.raw", "invalid server response", 11},
         {"a redirect loop", base + "/loop", "invalid server response", 11},
         {"a redirect without a Location", base + "/nolocation", "invalid server response", 1},
         {"a Location without a host", base + "/badlocation", "invalid URL", 1},
@@ -128,7 +129,7 @@ TEST(HttpInput, BadRepliesFailAtOnceWithTheirText) {
 }
 
 TEST(HttpInput, AServerThatStallsTimesOut) {
-    HttpTestServer server({{"src.raw", source()}});
+    HttpTestServer server(std::map<std::string, std::string>{{"src.raw", source()}});
     Fetch result = fetch(server, "http://127.0.0.1:" + server.port() + "/file/src.raw?stall=1");
     EXPECT_EQ(result.run.exitCode, exitFailure);
     EXPECT_EQ(result.run.error, "network timeout" + nl);

@@ -6,11 +6,11 @@ table of test rows. Each request head is appended, byte for byte, to the log
 file, so that a test can compare what the client sent with what it expects.
 
   http_server.py --root DIR [--log FILE] [--certs DIR [--cert NAME]]
-                 [--port-file FILE] [--lifetime SECONDS] [--ignore-stdin]
+                 [--lifeline PORT] [--port-file FILE] [--lifetime SECONDS]
 
-"PORT <n>" goes to standard output once the server listens (and the number
-to the port file, through a rename). The server ends when its standard input
-closes, unless told to ignore it, or after its lifetime. With --certs it
+Once the server listens it connects to the test's lifeline port and sends
+"PORT <n>" there (and writes the number to the port file, through a rename).
+It ends when the lifeline closes or after its lifetime. With --certs it
 serves TLS 1.2 with the certificate NAME (.pem and .key) of that folder.
 Files are served from DIR. Paths, with their query parameters:
 
@@ -48,7 +48,6 @@ import socket
 import socketserver
 import ssl
 import struct
-import sys
 import threading
 import urllib.parse
 
@@ -303,7 +302,7 @@ def main():
     parser.add_argument("--certs", help="folder of the generated test certificates; serves TLS 1.2")
     parser.add_argument("--cert", default="good")
     parser.add_argument("--lifetime", type=float, default=600.0)
-    parser.add_argument("--ignore-stdin", action="store_true")
+    parser.add_argument("--lifeline", type=int, help="the test's port to report to and live by")
     args = parser.parse_args()
     server = Server(("127.0.0.1", 0), Handler)
     port = server.server_address[1]
@@ -312,11 +311,21 @@ def main():
         with open(temp, "w") as f:
             f.write(str(port))
         os.replace(temp, args.port_file)
-    print("PORT %d" % port, flush=True)
     threading.Thread(target=server.serve_forever, daemon=True).start()
-    # Never outlive the test: its end closes our standard input.
-    if not args.ignore_stdin:
-        threading.Thread(target=lambda: (sys.stdin.buffer.read(), os._exit(0)), daemon=True).start()
+    if args.lifeline:
+        lifeline = socket.create_connection(("127.0.0.1", args.lifeline))
+        lifeline.sendall(b"PORT %d\n" % port)
+
+        # Never outlive the test: its end closes the lifeline.
+        def watch():
+            try:
+                while lifeline.recv(256):
+                    pass
+            except OSError:
+                pass
+            os._exit(0)
+
+        threading.Thread(target=watch, daemon=True).start()
     threading.Event().wait(args.lifetime)
     os._exit(0)
 

@@ -23,7 +23,7 @@ std::string readAll(Qz::netConnection& connection) {
 
 TEST(NetConnection, TunnelAnswersTheProxyOnce) {
     startWinsock();
-    HttpTestServer server({{"a.raw", "tunnelled body"}});
+    HttpTestServer server(std::map<std::string, std::string>{{"a.raw", "tunnelled body"}});
     const std::string proxy = "127.0.0.1:" + server.port();
     const std::string connect = "CONNECT " + proxy + " HTTP/1.1\r\nHost: " + proxy + "\r\n";
     const std::string answer = "Proxy-Authorization: Basic cHJveHk6c2VjcmV0\r\n";
