@@ -13,6 +13,7 @@ Modes:
                open: only the close_notify can end the client's read
   drop         send --reply, then half of one more record, and close the
                TCP connection (TLS only)
+Over TLS, --reply goes out in the same write as the end of the handshake.
   stall        accept and never answer (no handshake either)
 """
 
@@ -72,10 +73,14 @@ class Tls:
         self.incoming.write(data)
         return True
 
-    def handshake(self):
+    def handshake(self, first=b""):
         while True:
             try:
                 self.tls.do_handshake()
+                # The first record leaves in one piece with the end of the
+                # handshake, so the client finds it behind its last token.
+                if first:
+                    self.tls.write(first)
                 self.flush()
                 return True
             except ssl.SSLWantReadError:
@@ -130,8 +135,9 @@ def serve_tls(conn, context, args, deadline):
         wait_for_close(conn, deadline)
         return
     channel = Tls(context, conn)
+    reply = args.reply.encode()
     try:
-        if not channel.handshake():
+        if not channel.handshake(b"" if args.mode == "echo" else reply):
             return
     except ssl.SSLError:
         return  # the client refused our certificate
@@ -143,14 +149,11 @@ def serve_tls(conn, context, args, deadline):
             channel.send(data)
         channel.close_notify()
     elif args.mode == "reply":
-        channel.send(args.reply.encode())
         channel.close_notify()
     elif args.mode == "close_notify":
-        channel.send(args.reply.encode())
         channel.close_notify()
         wait_for_close(conn, deadline)
     elif args.mode == "drop":
-        channel.send(args.reply.encode())
         channel.tls.write(b"x" * 100)
         record = channel.outgoing.read()
         conn.sendall(record[: len(record) // 2])
