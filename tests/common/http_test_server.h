@@ -12,7 +12,8 @@
 class HttpTestServer {
 public:
     // Serves `files` (name to bytes) under /file/<name>; with a certificate
-    // name ("good", "expired", "wrongname", "unknown") over TLS 1.2.
+    // name ("good", "expired", "wrongname", "unknown") over TLS 1.2, with the
+    // test CA made a trusted root first.
     explicit HttpTestServer(const std::map<std::string, std::string>& files, const std::string& certificate = "");
     ~HttpTestServer();
     HttpTestServer(const HttpTestServer&) = delete;

@@ -138,4 +138,35 @@ TEST(HttpInput, AServerThatStallsTimesOut) {
     EXPECT_LT(result.seconds, 30.0);
 }
 
+TEST(HttpInput, HttpsChecksTheServersCertificate) {
+    const std::map<std::string, std::string> files = {{"src.raw", source()}};
+    struct Row {
+        const char* name;
+        std::string certificate;
+        std::string path;
+        std::string error; // the start of it: the rest is the system's wording
+    };
+    const std::vector<Row> rows = {
+        {"a good certificate", "good", "/file/src.raw", ""},
+        {"a good certificate, a dropped connection resumed", "good", "/file/src.raw?drop=20000", ""},
+        {"an expired certificate", "expired", "/file/src.raw", "Network authentication error"},
+        {"a certificate for another name", "wrongname", "/file/src.raw", "Network authentication error"},
+        {"an issuer nobody trusts", "unknown", "/file/src.raw", "Network authentication error"},
+    };
+    for (const Row& row : rows) {
+        HttpTestServer server(files, row.certificate);
+        Fetch result = fetch(server, "https://localhost:" + server.port() + row.path);
+        if (row.error.empty()) {
+            EXPECT_EQ(result.run.exitCode, 0u) << row.name;
+            EXPECT_EQ(result.run.error, "") << row.name;
+            EXPECT_TRUE(sameBytes(result.output, source())) << row.name;
+        } else {
+            EXPECT_EQ(result.run.exitCode, exitFailure) << row.name;
+            EXPECT_EQ(result.run.error.compare(0, row.error.size(), row.error), 0) << row.name << ": " << result.run.error;
+            EXPECT_EQ(result.requests.size(), 0u) << row.name << ": no request before the certificate is judged";
+            EXPECT_LT(result.seconds, 8.0) << row.name << ": a TLS failure is not retried";
+        }
+    }
+}
+
 } // namespace
