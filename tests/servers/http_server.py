@@ -233,8 +233,11 @@ class Handler(socketserver.StreamRequestHandler):
             return self.send(status, headers, body, close=not keep)
         self.send(status, headers, body[: cut[1]])
         if cut[0] == "drop":
-            # SO_LINGER of 0: the close is a reset, not an orderly end.
+            # SO_LINGER of 0: the close is a reset, not an orderly end. Closed
+            # here, before the server's own clean-up would shut it down
+            # orderly first.
             self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+            self.connection.close()
         else:
             self.connection.shutdown(socket.SHUT_WR)
         return False
