@@ -58,6 +58,7 @@ NONCE = "dcd98b7102dd2f0e8b11d0f600bfb0c093"
 
 state_lock = threading.Lock()
 request_counts = {}
+reset_on_close = set()  # connections whose close must be a reset
 args = None
 
 
@@ -233,11 +234,11 @@ class Handler(socketserver.StreamRequestHandler):
             return self.send(status, headers, body, close=not keep)
         self.send(status, headers, body[: cut[1]])
         if cut[0] == "drop":
-            # SO_LINGER of 0: the close is a reset, not an orderly end. Closed
-            # here, before the server's own clean-up would shut it down
-            # orderly first.
+            # SO_LINGER of 0: the close is a reset, not an orderly end. The
+            # server's clean-up must then not shut the socket down first.
             self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-            self.connection.close()
+            with state_lock:
+                reset_on_close.add(self.connection)
         else:
             self.connection.shutdown(socket.SHUT_WR)
         return False
@@ -293,6 +294,15 @@ class Handler(socketserver.StreamRequestHandler):
 class Server(socketserver.ThreadingTCPServer):
     daemon_threads = True
     allow_reuse_address = True
+
+    def shutdown_request(self, request):
+        with state_lock:
+            reset = request in reset_on_close
+            reset_on_close.discard(request)
+        if reset:
+            self.close_request(request)
+        else:
+            super().shutdown_request(request)
 
 
 
