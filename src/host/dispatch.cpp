@@ -7,6 +7,7 @@
 #include "stream/stream_command.h"
 #include "support/error/error.h"
 #include "support/file/file_win32.h"
+#include "support/http/file_http.h"
 #include "support/text/path.h"
 #include "support/text/text.h"
 #include "support/thread/message_pump.h"
@@ -75,12 +76,15 @@ void openTransports(VSTGlobals& globals) {
         globals.pipe = pipe;
     }
     if (const std::string* path = findOption(arguments, "--input")) {
-        // Reading from a URL needs the HTTP client, which this build lacks.
-        if (isHttpUrl(*path))
-            throw Qz::not_implemented();
-        std::shared_ptr<Qz::fileWin32> file = std::make_shared<Qz::fileWin32>();
-        file->openRead(*path);
-        globals.input = std::shared_ptr<Qz::fileReader>(file, static_cast<Qz::fileSeekable*>(file.get()));
+        if (isHttpUrl(*path)) {
+            std::shared_ptr<Qz::fileHttp> remote = std::make_shared<Qz::fileHttp>();
+            remote->openAtOffset(*path, 0, Qz::unknownSize);
+            globals.input = std::shared_ptr<Qz::fileReader>(remote, static_cast<Qz::fileSeekable*>(remote.get()));
+        } else {
+            std::shared_ptr<Qz::fileWin32> file = std::make_shared<Qz::fileWin32>();
+            file->openRead(*path);
+            globals.input = std::shared_ptr<Qz::fileReader>(file, static_cast<Qz::fileSeekable*>(file.get()));
+        }
     }
     if (const std::string* path = findOption(arguments, "--output")) {
         // Created or truncated now, whatever happens to the plug-in later.

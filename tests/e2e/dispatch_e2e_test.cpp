@@ -59,8 +59,8 @@ TEST(FrontDoor, ExitCodesStandardErrorAndCalls) {
         {"inpipe nobody serves", {L"test", L"--inpipe", nobody, L"--vst", effect}, exitFailure, noPipe, ""},
         {"missing input", {L"process", L"--vst", effect, L"--input", absent}, exitFailure, "file not found" + nl, ""},
         {"output in a missing folder", {L"test", L"--output", absent}, exitFailure, "file not found" + nl},
-        {"an URL needs the HTTP client", {L"test", L"--input", L"HTTPS://example.invalid/a.wav"}, exitFailure,
-         "not implemented" + nl},
+        {"an URL goes to the HTTP client, before --vst", {L"test", L"--input", L"HTTPS:///a.wav"}, exitFailure,
+         "invalid URL" + nl},
     };
     // None of these may take the host down; what was opened is closed.
     const std::pair<const wchar_t*, std::string> refused[] = {

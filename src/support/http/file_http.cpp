@@ -1,0 +1,132 @@
+#include "support/http/file_http.h"
+
+#include <algorithm>
+
+#include "support/error/error.h"
+#include "support/thread/abort.h"
+#include "support/thread/wait.h"
+#include "support/win32.h"
+
+namespace Qz {
+
+namespace {
+
+// The library's sleep: it leaves early with Qz::user_abort on an aborted thread.
+void pause(double seconds) { waitAny(nullptr, 0, seconds); }
+
+const uint64_t readPiece = 4096;
+const uint64_t skipLimit = 16384;
+
+} // namespace
+
+fileHttp::fileHttp() = default;
+
+void fileHttp::openAtOffset(const std::string& address, uint64_t offset, uint64_t) {
+    url = address;
+    method = "GET";
+    withRetry([&] { openAt(offset); });
+    const uint64_t announced = request.contentLength();
+    length = announced == unknownSize ? unknownSize : announced + offset;
+}
+
+void fileHttp::openAt(uint64_t offset) {
+    request.transport.setTimeout(hasCustomTimeout ? customTimeout : 10.0);
+    request.request(url, method, offset == 0 ? unknownSize : offset);
+    position = offset;
+    if (!seekableKnown) {
+        seekableKnown = true;
+        seekable = request.isSeekable();
+    }
+    // A resource that cannot be reopened gets longer to recover by itself.
+    if (!seekable && !hasCustomTimeout)
+        request.transport.setTimeout(60.0);
+    modified = request.lastModified();
+}
+
+void fileHttp::withRetry(const std::function<void()>& body) {
+    const uint64_t start = GetTickCount64();
+    double wait = 0.5;
+    for (;;) {
+        try {
+            body();
+            return;
+        } catch (const network_error&) {
+            request.disconnect();
+            if (double(GetTickCount64() - start) / 1000.0 > retryTime)
+                throw;
+        }
+        pause(wait);
+        wait = std::min(wait * 1.5, 10.0);
+    }
+}
+
+void fileHttp::seek(uint64_t target) {
+    if (request.transport.isOpen() && position == target)
+        return;
+    withRetry([&] {
+        if (url.empty() || !seekable)
+            throw invalid_input();
+        if (length != unknownSize && target > length)
+            throw invalid_input();
+        if (target == length) {
+            request.disconnect();
+            position = target;
+            return;
+        }
+        if (request.transport.isOpen() && target >= position && target - position <= skipLimit) {
+            // Cheaper than a new connection for what a reader skips over.
+            if (target != position) {
+                request.skipExact(target - position);
+                position = target;
+            }
+            return;
+        }
+        openAt(target);
+    });
+}
+
+uint64_t fileHttp::read(void* buffer, uint64_t size) {
+    uint64_t done = 0;
+    while (done < size) {
+        abortCheck();
+        uint64_t got = readSome(static_cast<char*>(buffer) + done, size - done);
+        if (got == 0)
+            break;
+        done += got;
+    }
+    return done;
+}
+
+uint64_t fileHttp::readSome(void* buffer, uint64_t size) {
+    if (length != unknownSize)
+        size = std::min(size, length - position);
+    if (size == 0)
+        return 0;
+    if (!request.transport.isOpen())
+        throw network_error();
+    for (;;) {
+        uint64_t got;
+        try {
+            got = request.readSome(buffer, std::min(size, readPiece));
+        } catch (const network_error&) {
+            if (!canSeek())
+                throw;
+            request.disconnect();
+            pause(1.0);
+            seek(position);
+            continue;
+        }
+        position += got;
+        if (got != 0)
+            return got;
+        if (!canSeek() || length == unknownSize || position == length)
+            return 0;
+        // The server stopped short of the length it announced.
+        request.disconnect();
+        seek(position);
+    }
+}
+
+bool fileHttp::getInfo(const std::string& name, std::string& value) { return request.getHeader(name, value); }
+
+} // namespace Qz

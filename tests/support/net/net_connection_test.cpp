@@ -1,0 +1,81 @@
+// The tunnel through an HTTP proxy, which a run of the program never takes:
+// CONNECT, the proxy's 407 answered once, and the bytes that then pass.
+// The scripted server is proxy and target at once.
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "common/http_test_server.h"
+#include "support/error/error.h"
+#include "support/file/read_line.h"
+#include "support/net/net_connection.h"
+
+namespace {
+
+std::string readAll(Qz::netConnection& connection) {
+    std::string bytes;
+    char buffer[4096];
+    while (uint64_t got = connection.readSome(buffer, sizeof buffer))
+        bytes.append(buffer, size_t(got));
+    return bytes;
+}
+
+TEST(NetConnection, TunnelAnswersTheProxyOnce) {
+    startWinsock();
+    HttpTestServer server(std::map<std::string, std::string>{{"a.raw", "tunnelled body"}});
+    const std::string proxy = "127.0.0.1:" + server.port();
+    const std::string connect = "CONNECT " + proxy + " HTTP/1.1\r\nHost: " + proxy + "\r\n";
+    const std::string answer = "Proxy-Authorization: Basic cHJveHk6c2VjcmV0\r\n";
+    struct Row {
+        const char* name;
+        std::string proxyUrl;
+        std::string error;                 // empty: the tunnel stands
+        std::vector<std::string> requests; // CONNECT heads the proxy saw
+    };
+    // In this order: the challenge cache is the process's, so the rows after
+    // the first answered one answer at once.
+    const std::vector<Row> rows = {
+        {"no user to answer with", "http://" + proxy, "Proxy Authentication Required (407)", {connect + "\r\n"}},
+        {"challenged, then answered", "proxy:secret@" + proxy, "", {connect + "\r\n", connect + answer + "\r\n"}},
+        {"answered at once from the cache", "http://proxy:secret@" + proxy, "", {connect + answer + "\r\n"}},
+        {"a wrong password is not tried twice", "http://proxy:wrong@" + proxy, "Proxy Authentication Required (407)",
+         {connect + "Proxy-Authorization: Basic cHJveHk6d3Jvbmc=\r\n\r\n"}},
+    };
+    for (const Row& row : rows) {
+        server.clearRequests();
+        Qz::netConnection connection;
+        connection.setTimeout(10.0);
+        connection.proxyUrl = row.proxyUrl;
+        try {
+            connection.connect("127.0.0.1", server.port(), Qz::connectPlain);
+            EXPECT_EQ(row.error, "") << row.name;
+            const std::string get = "GET /file/a.raw HTTP/1.1\r\nHost: x\r\n\r\n";
+            connection.write(get.data(), get.size());
+            const std::string reply = readAll(connection);
+            EXPECT_EQ(reply.substr(reply.size() - 14), "tunnelled body") << row.name;
+            std::vector<std::string> seen = server.requests();
+            ASSERT_FALSE(seen.empty()) << row.name;
+            EXPECT_EQ(seen.back(), get) << row.name;
+            seen.pop_back();
+            EXPECT_EQ(seen, row.requests) << row.name;
+        } catch (const Qz::httpRequest_errors::error& failure) {
+            EXPECT_EQ(failure.what(), row.error) << row.name;
+            EXPECT_EQ(server.requests(), row.requests) << row.name;
+            EXPECT_FALSE(connection.isOpen()) << row.name << ": nothing left open";
+        }
+    }
+
+    Qz::netConnection unused;
+    unused.proxyUrl = "ftp://" + proxy;
+    EXPECT_THROW(unused.connect("127.0.0.1", server.port(), Qz::connectPlain), Qz::invalid_proxy_url);
+    char byte;
+    try {
+        unused.read(&byte, 1);
+        ADD_FAILURE() << "a read without a socket";
+    } catch (const std::runtime_error& failure) {
+        EXPECT_STREQ(failure.what(), "Socket not open");
+    }
+}
+
+} // namespace
