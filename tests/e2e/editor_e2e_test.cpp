@@ -253,9 +253,10 @@ TEST(GenericDialog, ChangesReachTheSettingsFileAtOnce) {
                              reinterpret_cast<LPARAM>(control));
                 EXPECT_EQ(text(GetDlgItem(dialog, 666 + 4 * step.parameter + 2)), step.shown) << step.name;
             }
-            if (!journey.within)
+            if (!journey.within) {
                 EXPECT_EQ(log.callsStartingWith("setParameter").size() - told, step.file.empty() ? 0u : 1u)
                     << step.name;
+            }
             if (step.file.empty())
                 EXPECT_TRUE(untouched(data)) << step.name;
             else if (journey.within)
@@ -433,8 +434,9 @@ TEST(Configure, WindowKindTitleOwnerAndExitCode) {
         HostRun run = host.finish();
         EXPECT_EQ(run.exitCode, row.kind == None ? exitFailure : 0u) << row.name;
         EXPECT_EQ(run.error, "") << row.name;
-        if (row.kind == None)
+        if (row.kind == None) {
             EXPECT_EQ(log.callsStartingWith("dispatch effEditOpen").size(), 0u) << row.name;
+        }
     }
     DestroyWindow(ours);
 }
