@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "editor/configure.h"
 #include "host/vst_globals.h"
 #include "stream/stream_command.h"
 #include "support/error/error.h"
@@ -139,6 +140,9 @@ bool mainWithGlobals(VSTGlobals& globals) {
         globals.effect->printInfo();
         return true;
     }
+
+    if (globals.command == "configure")
+        return configure(globals);
 
     if (globals.command == "process")
         return process(globals);

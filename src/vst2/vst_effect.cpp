@@ -186,6 +186,28 @@ void VSTEffect::idleTick() {
     }
 }
 
+void VSTEffect::openEditor(void* window) {
+    if (!aeffect || editorOpen || !(aeffect->flags & effFlagsHasEditor))
+        return;
+    editorOpen = true;
+    dispatch(effEditOpen, 0, 0, window);
+    // Only now: a size the plug-in asks for from inside effEditOpen is
+    // replaced by its rectangle a moment later anyway.
+    editorWindow = window;
+    currentEditorSize(editorWidth, editorHeight);
+    resizeEditor(editorWidth, editorHeight);
+}
+
+void VSTEffect::closeEditor() {
+    if (!aeffect || !editorOpen)
+        return;
+    editorOpen = false;
+    if (aeffect->flags & effFlagsHasEditor)
+        dispatch(effEditClose);
+    // The window goes next; a late audioMasterSizeWindow must not reach it.
+    editorWindow = nullptr;
+}
+
 // 100 by 100 unless the plug-in's editor gives its rectangle.
 void VSTEffect::currentEditorSize(int32_t& width, int32_t& height) {
     width = height = 100;

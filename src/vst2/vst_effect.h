@@ -85,6 +85,15 @@ public:
     // error.
     void printInfo();
 
+    // The plug-in's own editor in `window` (an HWND): effEditOpen, then the
+    // window's client area is sized to the editor's rectangle (100 by 100
+    // when it gives none). Nothing for a plug-in without an editor or with
+    // one open already. Main thread.
+    void openEditor(void* window);
+    // effEditClose if the editor is open; the window is forgotten. Main
+    // thread.
+    void closeEditor();
+
     // Main thread, from the idle timer.
     void idleTick();
     void updateDisplay();

@@ -8,12 +8,14 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <deque>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "plugin_log.h"
 #include "vst2/vst2_interface.h"
@@ -32,7 +34,96 @@ struct Plugin {
     audioMasterCallback host = nullptr;
     std::deque<double> delay[4] = {}; // per output pin, the last `latency` inputs
     std::string chunk = "chunk of " FX_PLUGIN_NAME;
+    float values[8] = {0.75f, 0.35f, 0.5f, 0.2f, 0.25f}; // "Probe" starts here; the rest start at 0
+    HWND view = NULL;                                    // the editor's own window, while open
+    int bursts = 0;
 };
+
+// The "Probe" parameters, each making one case of the dialog's choice
+// between a list and a slider. Others show their value with no label.
+const char* const probeNames[] = {"Switch", "Ten steps", "Eleven steps", "Fixed", "Output level"};
+
+std::string parameterText(const Plugin& plugin, VstInt32 index, VstInt32 opcode) {
+    char text[64] = "";
+    float value = index >= 0 && index < params && index < 8 ? plugin.values[index] : 0.0f;
+    int percent = int(value * 100.0f + 0.5f), probe = has("Probe") ? int(index) : -1;
+    if (opcode == effGetParamName && probe >= 0 && probe < 5)
+        return probeNames[probe];
+    if (opcode == effGetParamName)
+        return "Param " + std::to_string(index);
+    if (opcode == effGetParamLabel)
+        return probe == 4 ? " dB " : "";
+    switch (probe) {
+    case 0: // two texts, flipping at 0.5, blanks around
+        return value >= 0.5f ? " On " : " Off ";
+    case 1: // exactly ten
+        return std::to_string(std::min(percent / 10, 9));
+    case 2: // eleven
+        return std::to_string(percent / 10);
+    case 3: // one
+        return "fixed";
+    case 4: // continuous, blanks around
+        std::snprintf(text, sizeof text, "  %.2f  ", double(value));
+        return text;
+    default:
+        std::snprintf(text, sizeof text, "%.3f", double(value));
+        return text;
+    }
+}
+
+// The editor's rectangle: 320 by 240 away from the origin; with "ZeroRect"
+// an empty one; with "HugeRect" one as large as the 16-bit fields allow.
+ERect editorRect = has("ZeroRect")   ? ERect{0, 0, 0, 0}
+                   : has("HugeRect") ? ERect{-32768, -32768, 32767, 32767}
+                                     : ERect{4, 8, 244, 328};
+
+// Messages a test sends to the editor's own window, as a user's clicks in
+// it would make the plug-in act: resize yourself to wParam by lParam; make
+// a burst of lParam notifications, on a thread of your own, after changing
+// your settings if wParam is not 0.
+const UINT resizeYourself = WM_APP + 1, notifyBurst = WM_APP + 2;
+
+LRESULT CALLBACK viewProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    Plugin* plugin = reinterpret_cast<Plugin*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (message == resizeYourself && plugin) {
+        VstIntPtr answer = plugin->host(&plugin->effect, audioMasterSizeWindow, VstInt32(wParam), lParam, nullptr, 0.0f);
+        pluginLog("sizeWindow %d %d answered %lld", int(wParam), int(lParam), static_cast<long long>(answer));
+        return answer;
+    }
+    if (message == notifyBurst && plugin) {
+        if (wParam != 0)
+            plugin->chunk = "chunk after burst " + std::to_string(++plugin->bursts);
+        std::thread notifier([plugin, lParam] {
+            for (LPARAM i = 0; i < lParam; ++i)
+                plugin->host(&plugin->effect, audioMasterAutomate, 0, 0, nullptr, 0.5f);
+        });
+        notifier.join();
+        pluginLog("burst of %d", int(lParam));
+        return 1;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+HINSTANCE ownModule() {
+    HMODULE module = NULL;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&viewProc), &module);
+    return module;
+}
+
+// A child window of the host's, as real editors make, of the editor's size.
+void openView(Plugin& plugin, HWND parent) {
+    WNDCLASSW viewClass = {};
+    viewClass.lpfnWndProc = viewProc;
+    viewClass.hInstance = ownModule();
+    viewClass.lpszClassName = L"fx editor view";
+    RegisterClassW(&viewClass); // fails harmlessly when already registered
+    plugin.view = CreateWindowExW(0, L"fx editor view", L"", WS_CHILD | WS_VISIBLE, 0, 0,
+                                  editorRect.right - editorRect.left, editorRect.bottom - editorRect.top, parent, NULL,
+                                  ownModule(), NULL);
+    SetWindowLongPtrW(plugin.view, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&plugin));
+    pluginLog("view %s", plugin.view ? "made" : "failed");
+}
 
 // What plug-ins commonly ask, without an instance (effect null) and with
 // one, on one line, so that a test compares all the answers at once.
@@ -65,7 +156,8 @@ const struct {
     NAMED(effOpen), NAMED(effClose), NAMED(effSetSampleRate), NAMED(effSetBlockSize), NAMED(effMainsChanged),
     NAMED(effGetChunk), NAMED(effSetChunk), NAMED(effConnectInput), NAMED(effConnectOutput), NAMED(effIdle),
     NAMED(effGetInputProperties), NAMED(effGetOutputProperties), NAMED(effSetSpeakerArrangement),
-    NAMED(effGetTailSize), NAMED(effSetProcessPrecision),
+    NAMED(effGetTailSize), NAMED(effSetProcessPrecision), NAMED(effEditOpen), NAMED(effEditClose),
+    NAMED(effEditGetRect),
     // clang-format on
 };
 
@@ -85,14 +177,22 @@ VstIntPtr fillPin(VstInt32 index, void* ptr, bool input) {
 VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr,
                                  float opt) {
     // Logged before acting, so that a call that throws still shows; an
-    // arrangement by its type, not by its address.
+    // arrangement by its type, not by its address. The parameter texts and
+    // the editor's idle calls come too often to be worth a line.
+    Plugin* plugin = static_cast<Plugin*>(effect->object);
+    if (opcode == effGetParamLabel || opcode == effGetParamDisplay || opcode == effGetParamName) {
+        std::string text = parameterText(*plugin, index, opcode);
+        std::snprintf(static_cast<char*>(ptr), 64, "%s", text.c_str()); // the VST 2 limits are smaller still
+        return 0;
+    }
+    if (opcode == effEditIdle)
+        return 0;
     const char* name = "other";
     for (const auto& named : opcodeNames)
         name = named.opcode == opcode ? named.name : name;
     if (opcode == effSetSpeakerArrangement)
         value = static_cast<VstSpeakerArrangement*>(ptr)->type;
     pluginLog("dispatch %s %d %lld %g", name, index, static_cast<long long>(value), opt);
-    Plugin* plugin = static_cast<Plugin*>(effect->object);
     switch (opcode) {
     case effOpen:
         if (has("ThrowOpen"))
@@ -104,6 +204,20 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
         return 0;
     case effClose:
         delete plugin; // the host never touches the record again
+        return 1;
+    case effEditOpen:
+        openView(*plugin, static_cast<HWND>(ptr));
+        return 1;
+    case effEditGetRect:
+        if (has("NoRect"))
+            return 0;
+        *static_cast<ERect**>(ptr) = &editorRect;
+        return 1;
+    case effEditClose:
+        // The host may have destroyed its window, and ours with it, first.
+        if (plugin->view && IsWindow(plugin->view))
+            DestroyWindow(plugin->view);
+        plugin->view = NULL;
         return 1;
     case effGetInputProperties:
     case effGetOutputProperties:
@@ -121,8 +235,14 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
     return 0; // including effIdle: "no more idle calls"
 }
 
-void VSTCALLBACK setParameter(AEffect*, VstInt32 index, float value) {
+void VSTCALLBACK setParameter(AEffect* effect, VstInt32 index, float value) {
     pluginLog("setParameter %d %g", index, value);
+    if (index >= 0 && index < params && index < 8)
+        static_cast<Plugin*>(effect->object)->values[index] = value;
+}
+
+float VSTCALLBACK getParameter(AEffect* effect, VstInt32 index) {
+    return index >= 0 && index < params && index < 8 ? static_cast<Plugin*>(effect->object)->values[index] : 0.0f;
 }
 
 // processReplacing, processDoubleReplacing and the old accumulating
@@ -164,13 +284,17 @@ extern "C" AEffect* VSTCALLBACK plugin_main_entry(audioMasterCallback host) {
     if (has("NullEntry") || (has("Once") && opened++ > 0))
         return nullptr;
 
-    Plugin* plugin = new Plugin{{}, host};
+    Plugin* plugin = new Plugin();
+    plugin->host = host;
+    if (!has("Probe")) // plain parameters start at 0
+        std::fill(std::begin(plugin->values), std::end(plugin->values), 0.0f);
     for (std::deque<double>& line : plugin->delay)
         line.assign(size_t(latency), 0.0);
     AEffect& effect = plugin->effect;
     effect.magic = has("BadMagic") ? 0 : kEffectMagic;
     effect.dispatcher = dispatcher;
     effect.setParameter = setParameter;
+    effect.getParameter = getParameter;
     effect.numParams = params;
     effect.numInputs = pinsIn;
     effect.numOutputs = pinsOut;

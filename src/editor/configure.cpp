@@ -1,0 +1,48 @@
+#include "editor/configure.h"
+
+#include "editor/generic_editor.h"
+#include "editor/vst2_editor.h"
+#include "editor/window_options.h"
+#include "host/vst_globals.h"
+#include "support/text/utf.h"
+#include "support/win32.h"
+
+#include <commctrl.h>
+
+namespace {
+
+// Reached at run time: the call exists from Windows 8.1 on, and a system
+// without it simply keeps its default.
+void setProcessDpiAwareness(int awareness) {
+    const DWORD searchSystem32 = 0x800; // LOAD_LIBRARY_SEARCH_SYSTEM32
+    HMODULE library = LoadLibraryExW(L"Shcore.dll", NULL, searchSystem32);
+    if (!library)
+        return;
+    typedef HRESULT(WINAPI * SetAwareness)(int);
+    FARPROC found = GetProcAddress(library, "SetProcessDpiAwareness");
+    if (found)
+        reinterpret_cast<SetAwareness>(reinterpret_cast<void*>(found))(awareness);
+    // The library stays loaded to the end of the process.
+}
+
+const int unaware = 0, systemAware = 1;
+
+} // namespace
+
+bool configure(VSTGlobals& globals) {
+    InitCommonControls();
+    if (const std::string* title = findOption(globals.arguments, "--window-title"))
+        windowTitle() = Qz::utf8ToWide(*title);
+
+    AEffect* plugin = globals.effect->aeffect;
+    if (plugin && (plugin->flags & effFlagsHasEditor)) {
+        // How a plug-in's own editor copes with scaling is for the parent to
+        // know; without the option the process stays as it starts.
+        if (const std::string* aware = findOption(globals.arguments, "--dpi-aware"))
+            setProcessDpiAwareness(*aware == "yes" ? systemAware : unaware);
+        return vst2_editor(globals);
+    }
+    // The generic dialog scales all its lengths itself.
+    setProcessDpiAwareness(systemAware);
+    return generic_editor(globals);
+}
