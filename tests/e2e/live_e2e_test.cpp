@@ -1,7 +1,7 @@
 // configure-live as a parent meets it: audio through the plug-in while its
-// window is open, over a named pipe and over standard input; the window
-// closing when the stream ends or fails, and the stream stopped when the
-// user closes the window. The window's answer is the exit code throughout.
+// window is open, over a named pipe and standard input; the window closing
+// when the stream ends or fails, and the stream stopped when the user
+// closes the window. The window's answer is the exit code throughout.
 
 #include <gtest/gtest.h>
 
@@ -13,84 +13,33 @@
 
 namespace {
 
-// What a parent does while the host runs, through whichever transport.
-struct Parent {
-    std::function<bool(const std::string&)> write;
-    std::function<void()> waitForHostEnd; // a pipe only
-    std::wstring title;
-
-    HWND window() const {
-        HWND found = HWND(waitForWindow(title));
-        EXPECT_TRUE(found) << "no window titled " << narrow(title);
-        return found;
-    }
-};
-
-enum class Transport { Pipe, StandardInput };
-
-const std::string format = message(3, formatRecord(44100, 2, 0, 2, 0));
-const std::string fourBlocks = message(1, floatFrames(4 * 512, 2));
-
 TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
+    const std::string format = message(3, formatRecord(44100, 2, 0, 2, 0)), audio = message(1, floatFrames(2048, 2));
     const std::string error = "Live data processing error: ";
+    enum Parent { PipeOnceShown, PipeClosedAtOnce, UserCloses, StandardInputFile, StandardInputPipe };
     struct Row {
         const char* name;
-        Transport transport;
-        std::function<void(Parent&)> talk; // the stream closes when it returns
-        std::string error;
+        Parent parent;
+        std::string sent, error;
         size_t blocks;                            // of 512 frames that reached the plug-in
         const wchar_t* plugin = L"fx_effect.dll"; // parameters, no editor: the generic dialog
     } rows[] = {
-        {"a pipe, closed after the audio", Transport::Pipe,
-         [&](Parent& parent) {
-             parent.window();
-             parent.write(format + fourBlocks);
-         },
-         "", 4},
-        {"a pipe closed at once", Transport::Pipe, [](Parent&) {}, "", 0},
-        {"the plug-in's own editor", Transport::Pipe,
-         [&](Parent& parent) {
-             parent.window();
-             parent.write(format + fourBlocks);
-         },
-         "", 4, L"fx_editor_chunk.dll"},
-        // An anonymous pipe's close is a failed read, not an end of data.
-        {"standard input, closed after the audio", Transport::StandardInput,
-         [&](Parent& parent) {
-             parent.window();
-             parent.write(format + fourBlocks);
-         },
-         error + "file access error", 4},
-        {"an unknown command", Transport::Pipe,
-         [&](Parent& parent) {
-             parent.window();
-             parent.write(format + fourBlocks + message(2, "settings") + fourBlocks);
-         },
-         error + "unknown command", 4},
-        {"a format of 19 bytes", Transport::StandardInput,
-         [&](Parent& parent) {
-             parent.window();
-             parent.write(message(3, std::string(19, '\0')));
-         },
-         error + "bad input", 0},
+        {"a pipe, closed after the audio", PipeOnceShown, format + audio, "", 4},
+        {"the plug-in's own editor", PipeOnceShown, format + audio, "", 4, L"fx_editor_chunk.dll"},
+        {"a pipe closed at once", PipeClosedAtOnce, "", "", 0},
+        {"an unknown command", PipeOnceShown, format + audio + message(2, "x") + audio, error + "unknown command", 4},
         // The pipe stays open: the join's abort wakes the worker's read.
-        {"the user closes the window", Transport::Pipe,
-         [&](Parent& parent) {
-             HWND window = parent.window();
-             parent.write(format + fourBlocks);
-             Sleep(300); // for the audio to go through first
-             PostMessageW(window, WM_CLOSE, 0, 0);
-             parent.waitForHostEnd();
-         },
-         error + "user abort", 4},
+        {"the user closes the window", UserCloses, format + audio, error + "user abort", 4},
+        {"standard input from a file", StandardInputFile, format + audio, "", 4},
+        {"standard input, a bad format", StandardInputPipe, format + audio + message(3, "short"), error + "bad input",
+         4},
     };
-    const double timeout = 20; // a host that never ends its window is killed
     int runs = 0;
     for (const Row& row : rows) {
         ScopedTempFolder folder;
-        const std::wstring data = folder.path() + L"settings.bin";
-        Parent parent;
-        parent.title = L"fxhost live " + std::to_wstring(GetCurrentProcessId()) + L" " + std::to_wstring(++runs);
+        const std::wstring data = folder.path() + L"settings.bin", title = L"fxhost live " +
+                                                                           std::to_wstring(GetCurrentProcessId()) +
+                                                                           L"-" + std::to_wstring(++runs);
         std::vector<std::wstring> arguments = {L"configure-live",
                                                L"--vst",
                                                testPlugin(row.plugin),
@@ -99,39 +48,40 @@ TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
                                                L"--formattag",
                                                L"3",
                                                L"--window-title",
-                                               parent.title,
+                                               title,
                                                L"--data",
                                                data};
+        const double timeout = 20; // a window that never closes is killed
         CallLog log;
         HostRun run;
-        if (row.transport == Transport::Pipe) {
+        if (row.parent == StandardInputFile || row.parent == StandardInputPipe) {
+            StandardInput kind = row.parent == StandardInputFile ? StandardInput::File : StandardInput::Pipe;
+            run = runHost(arguments, row.sent, kind, timeout);
+        } else {
             PipeServer pipe(PIPE_ACCESS_DUPLEX);
-            parent.write = [&](const std::string& bytes) { return pipe.write(bytes); };
-            parent.waitForHostEnd = [&] { pipe.read(1); }; // its end closes as it exits
-            std::thread talker([&] {
-                EXPECT_TRUE(pipe.waitForClient()) << row.name;
-                row.talk(parent);
+            std::thread parent([&] {
+                pipe.waitForClient();
+                HWND window = row.parent == PipeClosedAtOnce ? NULL : HWND(waitForWindow(title));
+                EXPECT_TRUE(window || row.parent == PipeClosedAtOnce) << row.name << ": no window";
+                pipe.write(row.sent);
+                if (row.parent == UserCloses) {
+                    Sleep(300); // for the audio to go through first
+                    PostMessageW(window, WM_CLOSE, 0, 0);
+                    pipe.read(1); // returns once the host has gone
+                }
                 pipe.close();
             });
             arguments.insert(arguments.end(), {L"--pipe", pipe.name()});
             run = runHost(arguments, std::string(), StandardInput::File, timeout);
-            talker.join();
-        } else {
-            run = runHostFed(
-                arguments,
-                [&](const std::function<bool(const std::string&)>& write) {
-                    parent.write = write;
-                    row.talk(parent);
-                },
-                timeout);
+            parent.join();
         }
         EXPECT_EQ(run.exitCode, 0u) << row.name << ": the window's answer";
         EXPECT_EQ(run.error, row.error) << row.name;
         EXPECT_EQ(run.output, "") << row.name;
         EXPECT_EQ(log.callsStartingWith("processReplacing 512").size(), row.blocks) << row.name;
-        const std::string settings = row.plugin == std::wstring(L"fx_effect.dll") ? std::string(8, '\0') // 2 floats
-                                                                                  : "chunk of fx_editor_chunk";
-        EXPECT_EQ(readWholeFile(data), settings) << row.name << ": saved as the window closed";
+        const bool dialog = row.plugin == std::wstring(L"fx_effect.dll");
+        EXPECT_EQ(readWholeFile(data), dialog ? std::string(8, '\0') : "chunk of fx_editor_chunk")
+            << row.name << ": saved as the window closed";
     }
 }
 

@@ -71,9 +71,10 @@ std::string readUpTo(HANDLE from, size_t size) {
 
 int pipesMade = 0;
 
-// Standard input from a file holding `input`, or fed through a pipe.
-HostRun run(const std::vector<std::wstring>& arguments, StandardInput kind, const std::string& input,
-            const StandardInputFeeder& feed, double timeoutSeconds) {
+} // namespace
+
+HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input, StandardInput kind,
+                double timeoutSeconds) {
     Qz::scopedHandle inOurs, outOurs, errOurs, process, thread;
     {
         // Only the child may hold its ends, or the readers never see the end.
@@ -101,8 +102,7 @@ HostRun run(const std::vector<std::wstring>& arguments, StandardInput kind, cons
     }
     HostRun run;
     std::thread writer([&] {
-        if (kind == StandardInput::Pipe)
-            feed([&](const std::string& bytes) { return writeAll(inOurs.get(), bytes); });
+        writeAll(inOurs.get(), input); // no handle for a file: fails at once
         inOurs.reset();
     });
     std::thread outReader([&] { run.output = readUpTo(outOurs.get(), std::string::npos); });
@@ -121,24 +121,12 @@ HostRun run(const std::vector<std::wstring>& arguments, StandardInput kind, cons
     return run;
 }
 
-} // namespace
-
-HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input, StandardInput kind,
-                double timeoutSeconds) {
-    return run(
-        arguments, kind, input, [&](const std::function<bool(const std::string&)>& write) { write(input); },
-        timeoutSeconds);
-}
-
-HostRun runHostFed(const std::vector<std::wstring>& arguments, const StandardInputFeeder& feed, double timeoutSeconds) {
-    return run(arguments, StandardInput::Pipe, std::string(), feed, timeoutSeconds);
-}
-
 void* waitForWindow(const std::wstring& title, double seconds) {
-    for (ULONGLONG start = GetTickCount64(); GetTickCount64() - start < ULONGLONG(seconds * 1000); Sleep(20))
-        if (HWND window = FindWindowW(NULL, title.c_str()))
-            if (IsWindowVisible(window))
-                return window;
+    for (ULONGLONG start = GetTickCount64(); GetTickCount64() - start < ULONGLONG(seconds * 1000); Sleep(20)) {
+        HWND window = FindWindowW(NULL, title.c_str());
+        if (window && IsWindowVisible(window))
+            return window;
+    }
     return nullptr;
 }
 

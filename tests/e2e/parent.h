@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,14 +29,6 @@ enum class StandardInput { File, Pipe };
 // is killed and the test fails.
 HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input = std::string(),
                 StandardInput kind = StandardInput::File, double timeoutSeconds = 60.0);
-
-// For a parent that talks to the host while it runs: `feed` runs on a thread
-// of its own with a writer on the host's standard input (an anonymous pipe;
-// false once the host has gone), and the parent's end closes when it
-// returns.
-using StandardInputFeeder = std::function<void(const std::function<bool(const std::string&)>& write)>;
-HostRun runHostFed(const std::vector<std::wstring>& arguments, const StandardInputFeeder& feed,
-                   double timeoutSeconds = 60.0);
 
 // Waits up to `seconds` for a visible top-level window of that exact title,
 // as a user waits to see the host's window; null if none came.
