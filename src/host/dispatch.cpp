@@ -4,14 +4,16 @@
 
 #include "editor/configure.h"
 #include "host/vst_globals.h"
+#include "stream/live_loop.h"
 #include "stream/stream_command.h"
 #include "support/error/error.h"
 #include "support/file/file_win32.h"
 #include "support/http/file_http.h"
 #include "support/text/path.h"
 #include "support/text/text.h"
-#include "support/thread/message_pump.h"
 #include "support/text/utf.h"
+#include "support/thread/message_pump.h"
+#include "support/thread/worker_thread.h"
 #include "support/win32.h"
 #include "vst3/open_module.h"
 
@@ -94,6 +96,40 @@ void openTransports(VSTGlobals& globals) {
     }
 }
 
+// The window on this thread, the parent's audio through the same plug-in
+// on a worker beside it; each side ends the other. No lock stands between
+// them: the plug-in's own thread safety is what protects it.
+bool configureLive(VSTGlobals& globals) {
+    // Not abortOnDestroy: the worker is stopped by the join below, or has
+    // ended by itself, before the object goes.
+    Qz::workerThread worker(std::string(), Qz::workerThread::withAbortEvent);
+    const DWORD mainThread = GetCurrentThreadId();
+    // The same priority as the window's thread: audio that falls behind
+    // the user's edits would be heard.
+    worker.start(
+        [&globals, mainThread] {
+            try {
+                liveLoop(globals);
+            } catch (...) {
+                // liveLoop reports its own failures; nothing else is owed.
+            }
+            // However the stream ended, the window goes with it.
+            PostThreadMessageW(mainThread, WM_QUIT, 0, 0);
+        },
+        GetThreadPriority(GetCurrentThread()));
+    bool result;
+    try {
+        result = configure(globals);
+    } catch (...) {
+        worker.join(); // the worker must not outlive the plug-in it uses
+        throw;
+    }
+    // A worker blocked on a pipe leaves at once; one in a read of standard
+    // input only once the parent writes or closes it.
+    worker.join();
+    return result;
+}
+
 } // namespace
 
 bool mainWithGlobals(VSTGlobals& globals) {
@@ -147,6 +183,8 @@ bool mainWithGlobals(VSTGlobals& globals) {
 
     if (globals.command == "configure")
         return configure(globals);
+    if (globals.command == "configure-live")
+        return configureLive(globals);
 
     if (globals.command == "process")
         return process(globals);

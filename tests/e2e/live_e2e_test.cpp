@@ -1,0 +1,88 @@
+// configure-live as a parent meets it: audio through the plug-in while its
+// window is open, over a named pipe and standard input; the window closing
+// when the stream ends or fails, and the stream stopped when the user
+// closes the window. The window's answer is the exit code throughout.
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "parent.h"
+#include "stream_bytes.h"
+#include "support/win32.h"
+
+namespace {
+
+TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
+    const std::string format = message(3, formatRecord(44100, 2, 0, 2, 0)), audio = message(1, floatFrames(2048, 2));
+    const std::string error = "Live data processing error: ";
+    enum Parent { PipeOnceShown, PipeClosedAtOnce, UserCloses, StandardInputFile, StandardInputPipe };
+    struct Row {
+        const char* name;
+        Parent parent;
+        std::string sent, error;
+        size_t blocks;                            // of 512 frames that reached the plug-in
+        const wchar_t* plugin = L"fx_effect.dll"; // parameters, no editor: the generic dialog
+    } rows[] = {
+        {"a pipe, closed after the audio", PipeOnceShown, format + audio, "", 4},
+        {"the plug-in's own editor", PipeOnceShown, format + audio, "", 4, L"fx_editor_chunk.dll"},
+        {"a pipe closed at once", PipeClosedAtOnce, "", "", 0},
+        {"an unknown command", PipeOnceShown, format + audio + message(2, "x") + audio, error + "unknown command", 4},
+        // The pipe stays open: the join's abort wakes the worker's read.
+        {"the user closes the window", UserCloses, format + audio, error + "user abort", 4},
+        {"standard input from a file", StandardInputFile, format + audio, "", 4},
+        {"standard input, a bad format", StandardInputPipe, format + audio + message(3, "short"), error + "bad input",
+         4},
+    };
+    int runs = 0;
+    for (const Row& row : rows) {
+        ScopedTempFolder folder;
+        const std::wstring data = folder.path() + L"settings.bin", title = L"fxhost live " +
+                                                                           std::to_wstring(GetCurrentProcessId()) +
+                                                                           L"-" + std::to_wstring(++runs);
+        std::vector<std::wstring> arguments = {L"configure-live",
+                                               L"--vst",
+                                               testPlugin(row.plugin),
+                                               L"--bits",
+                                               L"32",
+                                               L"--formattag",
+                                               L"3",
+                                               L"--window-title",
+                                               title,
+                                               L"--data",
+                                               data};
+        const double timeout = 20; // a window that never closes is killed
+        CallLog log;
+        HostRun run;
+        if (row.parent == StandardInputFile || row.parent == StandardInputPipe) {
+            StandardInput kind = row.parent == StandardInputFile ? StandardInput::File : StandardInput::Pipe;
+            run = runHost(arguments, row.sent, kind, timeout);
+        } else {
+            PipeServer pipe(PIPE_ACCESS_DUPLEX);
+            std::thread parent([&] {
+                pipe.waitForClient();
+                HWND window = row.parent == PipeClosedAtOnce ? NULL : HWND(waitForWindow(title));
+                EXPECT_TRUE(window || row.parent == PipeClosedAtOnce) << row.name << ": no window";
+                pipe.write(row.sent);
+                if (row.parent == UserCloses) {
+                    Sleep(300); // for the audio to go through first
+                    PostMessageW(window, WM_CLOSE, 0, 0);
+                    pipe.read(1); // returns once the host has gone
+                }
+                pipe.close();
+            });
+            arguments.insert(arguments.end(), {L"--pipe", pipe.name()});
+            run = runHost(arguments, std::string(), StandardInput::File, timeout);
+            parent.join();
+        }
+        EXPECT_EQ(run.exitCode, 0u) << row.name << ": the window's answer";
+        EXPECT_EQ(run.error, row.error) << row.name;
+        EXPECT_EQ(run.output, "") << row.name;
+        EXPECT_EQ(log.callsStartingWith("processReplacing 512").size(), row.blocks) << row.name;
+        const bool dialog = row.plugin == std::wstring(L"fx_effect.dll");
+        EXPECT_EQ(readWholeFile(data), dialog ? std::string(8, '\0') : "chunk of fx_editor_chunk")
+            << row.name << ": saved as the window closed";
+    }
+}
+
+} // namespace
