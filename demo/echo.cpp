@@ -2,7 +2,7 @@
 // ping-pong echo, so that a person hears at once that the audio went
 // through a plug-in: each repeat bounces to the other side and fades.
 //
-// Parameters (0..1): Time (50 ms .. 1 s, default 0.3 -> 335 ms), Feedback
+// Parameters (0..1): Time (50 ms .. 1 s, default 0.3 -> 335 ms), Repeats
 // (0 .. 0.9, default 0.5 -> 0.45), Mix (default 0.4). The tail it reports is
 // long enough for the repeats to fade below hearing.
 
@@ -15,7 +15,8 @@
 
 namespace {
 
-const char* const parameterNames[] = {"Time", "Feedback", "Mix"};
+// VST 2 names hold 7 characters (8 bytes with the terminator).
+const char* const parameterNames[] = {"Time", "Repeats", "Mix"};
 const int numParameters = 3;
 
 struct Echo {
