@@ -87,10 +87,12 @@ void ParameterChanges::clearQueue() {
 }
 
 int32 PLUGIN_API ParameterChanges::getParameterCount() {
+    read = true;
     return usedQueueCount;
 }
 
 IParamValueQueue* PLUGIN_API ParameterChanges::getParameterData(int32 index) {
+    read = true;
     if (index < 0 || index >= usedQueueCount)
         return nullptr;
     return queues[static_cast<size_t>(index)];

@@ -72,6 +72,12 @@ public:
     void setMaxParameters(int32 maxParameters);
     // No queue in use any more; the objects stay for the next block.
     void clearQueue();
+    // Whether anyone asked for the queues (getParameterCount or
+    // getParameterData) since the last forgetReading. The host's own filling
+    // (addParameterData) does not count: this tells whether a plug-in looked
+    // at the changes of a block at all.
+    bool wasRead() const { return read; }
+    void forgetReading() { read = false; }
 
     // The queues in use.
     int32 PLUGIN_API getParameterCount() override;
@@ -89,6 +95,7 @@ public:
 private:
     std::vector<IPtr<ParameterValueQueue>> queues;
     int32 usedQueueCount = 0;
+    bool read = false;
 };
 
 // A ring of single changes from one writer thread to one reader thread

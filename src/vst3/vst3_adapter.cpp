@@ -306,7 +306,15 @@ void Vst3Adapter::runBlock(Sample** inputs, Sample** outputs, VstInt32 frames, i
     // up for it, and its outputs stay as they were.
     if (processData.symbolicSampleSize == size) {
         assignChannels(inputs, outputs);
-        processBlock(frames);
+        // A flush comes before a state is read, and configure runs no audio
+        // that would deliver its changes later. A plug-in that returned
+        // from the flush without looking at them (DPF's do) would leave an
+        // edit out of the saved state, so one frame of silence carries them
+        // again. Its output goes nowhere and a stream's count of frames
+        // stays; in a live run it waits for the worker's block like any
+        // block, and the plug-in's history gains that one silent frame.
+        if (processBlock(frames))
+            processFrameOfSilence<Sample>();
     }
     applyPendingRestart();
     blockThread = 0;

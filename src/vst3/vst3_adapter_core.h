@@ -98,8 +98,13 @@ public:
     bool setProcessPrecision(int32 precision);
     // One block through the plug-in; frames may be 0 with null channels, a
     // flush that delivers pending parameter changes, and delivers them once
-    // more with the next block of frames.
-    void processBlock(int32 frames);
+    // more with the next block of frames. True when such a flush had
+    // changes and the plug-in did not even look at them.
+    bool processBlock(int32 frames);
+    // A block of one frame of silence, its output thrown away, that carries
+    // the changes a flush's plug-in left unread (see runBlock). Under
+    // blockLock, on the flushing thread.
+    template <typename Sample> void processFrameOfSilence();
     // Puts the host's channel pointers into the bus tables, main buses in
     // order, auxiliary ones silent.
     template <typename Sample> void assignChannels(Sample** inputs, Sample** outputs);

@@ -2,6 +2,8 @@
 // parameter changes and events.
 #include "vst3/vst3_adapter_core.h"
 
+#include <vector>
+
 using namespace Steinberg;
 using namespace Steinberg::Vst;
 
@@ -156,9 +158,9 @@ template <typename Sample> void Vst3AdapterCore::assignChannels(Sample** inputs,
 template void Vst3AdapterCore::assignChannels<float>(float**, float**);
 template void Vst3AdapterCore::assignChannels<double>(double**, double**);
 
-void Vst3AdapterCore::processBlock(int32 frames) {
+bool Vst3AdapterCore::processBlock(int32 frames) {
     if (!processor)
-        return;
+        return false;
     processData.numSamples = frames;
     if (!processing) {
         processing = true;
@@ -183,9 +185,12 @@ void Vst3AdapterCore::processBlock(int32 frames) {
     processData.inputParameterChanges = &inputChanges;
     processData.outputParameterChanges = &outputChanges;
     outputChanges.clearQueue();
+    const bool changesToRead = inputChanges.getParameterCount() > 0;
+    inputChanges.forgetReading();
 
     // A failed block is not the host's to mend: the stream goes on.
     processor->process(processData);
+    const bool leftUnread = frames == 0 && changesToRead && !inputChanges.wasRead();
 
     processOutputParametersChanges();
     outputTransfer.transferChangesFrom(outputChanges);
@@ -200,4 +205,26 @@ void Vst3AdapterCore::processBlock(int32 frames) {
         inputChanges.clearQueue();
     if (inputEvents)
         inputEvents->clear();
+    return leftUnread;
 }
+
+template <typename Sample> void Vst3AdapterCore::processFrameOfSilence() {
+    // One frame per channel of every bus, inputs silent; what the plug-in
+    // writes is thrown away. Only a flush comes here, never the block loop,
+    // so the allocation costs the stream nothing.
+    int32 channels = 0;
+    for (int32 bus = 0; bus < processData.numInputs; ++bus)
+        channels += processData.inputs[bus].numChannels;
+    int32 inputChannels = channels;
+    for (int32 bus = 0; bus < processData.numOutputs; ++bus)
+        channels += processData.outputs[bus].numChannels;
+    std::vector<Sample> frames(size_t(channels) + 1, Sample(0));
+    std::vector<Sample*> planes(size_t(channels) + 1);
+    for (size_t c = 0; c < planes.size(); ++c)
+        planes[c] = &frames[c];
+    assignChannels(planes.data(), planes.data() + inputChannels);
+    processBlock(1);
+}
+
+template void Vst3AdapterCore::processFrameOfSilence<float>();
+template void Vst3AdapterCore::processFrameOfSilence<double>();

@@ -113,6 +113,41 @@ TEST(Vst3Adapter, ParametersAndProgramsVst2Sees) {
     EXPECT_EQ(a.effect->getParameter(a.effect, 2), 0.75f);
 }
 
+// A plug-in that returns from a block of no frames unread (as DPF's do)
+// gets the flush's changes once more in one frame of silence; one that read
+// them, or a flush with nothing to read, does not.
+TEST(Vst3Adapter, AFlushLeftUnreadIsCarriedByOneSilentFrame) {
+    struct Row {
+        const char* name;
+        bool readsEmptyBlocks, edit;
+        Lines blocks; // frames, then the changes it read
+    } rows[] = {
+        {"reads the flush", true, true, {"0 4=0.25@0", "4 4=0.25@0", "4"}},
+        {"ignores the flush", false, true, {"0", "1 4=0.25@0 silent", "4", "4"}},
+        {"ignores a flush with nothing in it", false, false, {"0", "4", "4"}},
+    };
+    for (const Row& row : rows) {
+        Adapted a;
+        a.plugin->parameters = {{4, u"Gain", u"", u"", 0, ParameterInfo::kCanAutomate, kRootUnitId}};
+        ASSERT_TRUE(a.create()) << row.name;
+        Lines blocks;
+        a.plugin->onProcess = [&](ProcessData& data) {
+            blocks.push_back(std::to_string(data.numSamples));
+            for (const std::string& change : data.numSamples || row.readsEmptyBlocks ? changesOf(data) : Lines())
+                blocks.back() += " " + change;
+            float** in = data.inputs[0].channelBuffers32;
+            if (data.numSamples == 1 && in[0] && in[1] && !in[0][0] && !in[1][0] && data.outputs[0].channelBuffers32[1])
+                blocks.back() += " silent";
+        };
+        if (row.edit)
+            a.adapter->performEdit(4, 0.25);
+        a.block(0);
+        a.block(4);
+        a.block(4);
+        EXPECT_EQ(blocks, row.blocks) << row.name;
+    }
+}
+
 TEST(Vst3Adapter, BusesPrecisionAndBlocks) {
     Adapted a;
     a.plugin->inputs.push_back({u"Side", kAudio, kAux, 2});
