@@ -27,7 +27,7 @@
 namespace Qz {
 
 // The most bytes one receive of a connection asks its socket for.
-const size_t receiveBufferSize = 65536;
+const size_t receiveBufferSize = 262144;
 
 class netConnection : public netSocket {
 public:
