@@ -8,8 +8,8 @@
 // Reads go through a receive buffer of its own: the HTTP layer reads header
 // lines byte by byte and bodies in pieces of 4096 bytes, and under Wine each
 // wait and each receive on a socket is a round trip to the wineserver. One
-// wait and one receive of up to receiveBufferSize bytes serve the small reads
-// that follow. Bytes a connection buffered and nobody read are dropped with
+// receive of up to receiveBufferSize bytes (and a wait, if nothing has come
+// yet) serves the small reads that follow. Bytes a connection buffered and nobody read are dropped with
 // it (close, connect).
 //
 // One thread at a time. Reads and writes without a connection throw a plain
