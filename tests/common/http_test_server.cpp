@@ -1,36 +1,11 @@
 #include "common/http_test_server.h"
 
-#include <stdexcept>
-
 #include "common/test_files.h"
 #include "support/net/winsock.h"
-
-#include <wincrypt.h>
 
 namespace {
 
 int serversMade = 0;
-
-// The build's test CA becomes a trusted root of the (throw-away) Wine
-// prefix, for this process and the programs it starts.
-void trustTestAuthority() {
-    static const bool trusted = [] {
-        const std::string pem = readWholeFile(windowsPathOf(testCertificatesFolder() + "/ca.pem"));
-        DWORD size = 0;
-        CryptStringToBinaryA(pem.c_str(), DWORD(pem.size()), CRYPT_STRING_BASE64HEADER, NULL, &size, NULL, NULL);
-        std::vector<BYTE> der(size);
-        if (!CryptStringToBinaryA(pem.c_str(), DWORD(pem.size()), CRYPT_STRING_BASE64HEADER, der.data(), &size, NULL,
-                                  NULL))
-            return false;
-        HCERTSTORE root = CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"ROOT");
-        const BOOL added = CertAddEncodedCertificateToStore(root, X509_ASN_ENCODING, der.data(), size,
-                                                            CERT_STORE_ADD_REPLACE_EXISTING, NULL);
-        CertCloseStore(root, 0);
-        return added != FALSE;
-    }();
-    if (!trusted)
-        throw std::runtime_error("the test CA could not be made a trusted root");
-}
 
 } // namespace
 

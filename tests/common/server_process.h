@@ -48,5 +48,9 @@ void startWinsock();
 // Unix paths for the scripts.
 std::string testServersFolder();
 std::string testCertificatesFolder();
+// Makes the build's test CA (ca.pem of that folder) a trusted root of the
+// throw-away Wine prefix, for this process and the programs it starts; once
+// per process. Throws std::runtime_error if the store refuses it.
+void trustTestAuthority();
 // A Unix path as this process reaches it (the Z: drive).
 std::wstring windowsPathOf(const std::string& unixPath);

@@ -30,8 +30,9 @@ bool parseStatusLine(const std::string& line, uint32_t& status, std::string& rea
 // to an empty one. The end of the data ends the head early; a header line cut
 // off by it is dropped, since its value may be cut too. The status line is
 // returned as read (even cut off, or empty) for parseStatusLine to judge. A
-// line longer than maxHeadLine throws Qz::invalid_input, as does any failure
-// of the reader.
+// line longer than maxHeadLine throws Qz::invalid_input. A failure of the
+// reader goes to the caller as it was thrown: a time-out or a reset stays a
+// Qz::network_error, which the reader of a resource retries.
 void readResponseHead(fileReader& reader, std::string& statusLine, std::string& headers);
 
 // Reads a proxy's answer to CONNECT, which must be complete: the end of the

@@ -1,5 +1,7 @@
 #include "support/net/net_connection.h"
 
+#include <algorithm>
+#include <cstring>
 #include <stdexcept>
 
 #include "support/error/error.h"
@@ -19,16 +21,62 @@ netSocket& netConnection::open() const {
     return *socket;
 }
 
-uint64_t netConnection::read(void* buffer, uint64_t size) { return open().read(buffer, size); }
-uint64_t netConnection::readSome(void* buffer, uint64_t size) { return open().readSome(buffer, size); }
-uint64_t netConnection::readDirect(void* buffer, uint64_t size) { return open().readDirect(buffer, size); }
+uint64_t netConnection::takeBuffered(void* buffer, uint64_t size) {
+    const uint64_t count = std::min<uint64_t>(size, receivedEnd - receivedAt);
+    if (count > 0) {
+        std::memcpy(buffer, received.data() + receivedAt, size_t(count));
+        receivedAt += size_t(count);
+    }
+    return count;
+}
+
+bool netConnection::refill(bool wait) {
+    netSocket& from = open();
+    received.resize(receiveBufferSize);
+    receivedAt = receivedEnd = 0;
+    const uint64_t got = wait ? from.readSome(received.data(), received.size())
+                              : from.readDirect(received.data(), received.size());
+    receivedEnd = size_t(got);
+    return got > 0;
+}
+
+// As a socket's read: blocks until `size` or the end of the data, where a
+// receive that gives nothing after a wait counts as the end.
+uint64_t netConnection::read(void* buffer, uint64_t size) {
+    open();
+    uint64_t done = 0;
+    while (done < size) {
+        done += takeBuffered(static_cast<char*>(buffer) + done, size - done);
+        if (done == size || !refill(true))
+            break;
+    }
+    return done;
+}
+
+uint64_t netConnection::readSome(void* buffer, uint64_t size) {
+    open();
+    if (size == 0)
+        return 0;
+    if (receivedAt == receivedEnd)
+        refill(true);
+    return takeBuffered(buffer, size);
+}
+
+uint64_t netConnection::readDirect(void* buffer, uint64_t size) {
+    open();
+    if (size == 0)
+        return 0;
+    if (receivedAt == receivedEnd)
+        refill(false);
+    return takeBuffered(buffer, size);
+}
 
 void netConnection::waitReadable() {
-    if (socket)
+    if (socket && receivedAt == receivedEnd)
         socket->waitReadable();
 }
 
-bool netConnection::isReadable() { return socket && socket->isReadable(); }
+bool netConnection::isReadable() { return socket && (receivedAt < receivedEnd || socket->isReadable()); }
 
 void netConnection::write(const void* buffer, uint64_t size) {
     if (size == 0)
@@ -62,7 +110,10 @@ void netConnection::setTimeout(double seconds) {
 
 bool netConnection::isOpen() const { return socket != nullptr; }
 
-void netConnection::close() { socket.reset(); }
+void netConnection::close() {
+    socket.reset();
+    receivedAt = receivedEnd = 0;
+}
 
 void netConnection::shutdown(int how) {
     if (socket)

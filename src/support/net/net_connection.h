@@ -5,6 +5,13 @@
 // proxy's authentication challenge once, and start TLS once the tunnel
 // stands.
 //
+// Reads go through a receive buffer of its own: the HTTP layer reads header
+// lines byte by byte and bodies in pieces of 4096 bytes, and under Wine each
+// wait and each receive on a socket is a round trip to the wineserver. One
+// receive of up to receiveBufferSize bytes (and a wait, if nothing has come
+// yet) serves the small reads that follow. Bytes a connection buffered and nobody read are dropped with
+// it (close, connect).
+//
 // One thread at a time. Reads and writes without a connection throw a plain
 // std::runtime_error "Socket not open".
 #pragma once
@@ -18,6 +25,9 @@
 #include "support/net/net_socket.h"
 
 namespace Qz {
+
+// The most bytes one receive of a connection asks its socket for.
+const size_t receiveBufferSize = 262144;
 
 class netConnection : public netSocket {
 public:
@@ -65,12 +75,20 @@ public:
 
 private:
     netSocket& open() const;
+    // Hands out up to `size` buffered bytes; 0 when the buffer is empty.
+    uint64_t takeBuffered(void* buffer, uint64_t size);
+    // Refills the empty buffer with one readSome (blocking) or readDirect of
+    // the socket; false when that gave nothing.
+    bool refill(bool wait);
     uint32_t tlsFlagsFor(const std::string& host);
     void openTunnel(const std::string& host, const std::string& port);
 
     std::shared_ptr<netSocket> socket;
     double timeout = 0.0;
     std::vector<socketStateCallback> stateCallbacks;
+    std::vector<char> received;  // receiveBufferSize once the first read needs it
+    size_t receivedAt = 0;       // next byte to hand out
+    size_t receivedEnd = 0;      // end of the buffered bytes
 };
 
 } // namespace Qz

@@ -43,16 +43,28 @@ uint64_t tcpSocket::read(void* buffer, uint64_t size) {
     return done;
 }
 
-uint64_t tcpSocket::readDirect(void* buffer, uint64_t size) {
+int64_t tcpSocket::receive(void* buffer, uint64_t size) {
     const int want = int(std::min<uint64_t>(size, INT_MAX));
     const int got = ::recv(SOCKET(native.socket), static_cast<char*>(buffer), want, 0);
     if (got >= 0)
-        return uint64_t(got);
+        return got;
     const int code = WSAGetLastError();
     if (code == WSAEWOULDBLOCK)
-        return 0;
+        return -1;
     throwSocketError(uint32_t(code));
 }
+
+uint64_t tcpSocket::readSome(void* buffer, uint64_t size) {
+    if (size == 0)
+        return 0;
+    const int64_t got = receive(buffer, size);
+    if (got >= 0)
+        return uint64_t(got);
+    waitReadable();
+    return readDirect(buffer, size);
+}
+
+uint64_t tcpSocket::readDirect(void* buffer, uint64_t size) { return uint64_t(std::max<int64_t>(receive(buffer, size), 0)); }
 
 void tcpSocket::waitReadable() { waitSocket(native, true, false); }
 

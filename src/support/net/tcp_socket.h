@@ -21,8 +21,11 @@ public:
     tcpSocket& operator=(const tcpSocket&) = delete;
 
     // Reader. The end of the data and a wake without data both read as 0
-    // from readDirect; read and readSome wait first, so 0 there is the end.
+    // from readDirect; read and readSome wait where nothing has come yet, so
+    // 0 there is the end. readSome receives before it waits: under Wine a
+    // wait is a wineserver round trip, which data already there need not pay.
     uint64_t read(void* buffer, uint64_t size) override;
+    uint64_t readSome(void* buffer, uint64_t size) override;
     uint64_t readDirect(void* buffer, uint64_t size) override;
     void waitReadable() override;
     // Polls; on a thread with an abort binding that costs one slice of 0.1 s
@@ -49,6 +52,8 @@ public:
 
 private:
     void tryAddress(const socketAddress& address);
+    // One recv: the count, or -1 if nothing has come yet.
+    int64_t receive(void* buffer, uint64_t size);
     void notify(uint32_t state);
 
     socketHandle native;

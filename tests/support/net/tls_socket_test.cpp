@@ -9,33 +9,10 @@
 #include <memory>
 
 #include "common/server_process.h"
-#include "common/test_files.h"
 #include "support/error/error.h"
 #include "support/net/socket_factory.h"
-#include "support/net/winsock.h"
-
-#include <wincrypt.h>
 
 namespace {
-
-// Our test CA becomes a trusted root of this (throw-away) Wine prefix.
-void trustTestAuthority() {
-    static const bool trusted = [] {
-        const std::string pem = readWholeFile(windowsPathOf(testCertificatesFolder() + "/ca.pem"));
-        DWORD size = 0;
-        CryptStringToBinaryA(pem.c_str(), DWORD(pem.size()), CRYPT_STRING_BASE64HEADER, NULL, &size, NULL, NULL);
-        std::vector<BYTE> der(size);
-        if (!CryptStringToBinaryA(pem.c_str(), DWORD(pem.size()), CRYPT_STRING_BASE64HEADER, der.data(), &size, NULL,
-                                  NULL))
-            return false;
-        HCERTSTORE root = CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"ROOT");
-        const BOOL added = CertAddEncodedCertificateToStore(root, X509_ASN_ENCODING, der.data(), size,
-                                                            CERT_STORE_ADD_REPLACE_EXISTING, NULL);
-        CertCloseStore(root, 0);
-        return added != FALSE;
-    }();
-    ASSERT_TRUE(trusted) << "the test CA could not be made a trusted root";
-}
 
 ServerProcess tlsServer(const std::string& certificate, const std::string& mode, const std::string& reply = "") {
     std::vector<std::string> arguments = {"--certs", testCertificatesFolder(), "--cert", certificate, "--mode", mode};
