@@ -1,16 +1,13 @@
 // The --data file against an in-process stand-in plug-in and real files:
-// when it is written and when left alone, the size limit on reading, and a
-// VST 3 plug-in's preset image with a change still waiting in the adapter.
+// when it is written and when left alone, and the size limit on reading.
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "../vst2/fake_plugin.h"
 #include "common/test_files.h"
 #include "host/vst_globals.h"
-#include "vst3/open_module.h"
 
 namespace {
 
@@ -69,24 +66,6 @@ TEST(LoadSettings, SizesThatAreRead) {
         EXPECT_EQ(p.globals.data.size(), c.applied ? c.size : 0) << c.size << " bytes";
         EXPECT_TRUE(!c.applied || p.received.back() == 'z') << c.size << " bytes";
     }
-}
-
-// fx3_gain keeps its gain as its state: the preset image holds it as
-// binary64 at offset 48.
-TEST(SaveSettings, Vst3PresetImageHoldsAChangeStillWaitingInTheAdapter) {
-    ScopedTempFolder folder;
-    VSTGlobals globals;
-    globals.effect = VSTEffect::create(OptionMap());
-    ASSERT_TRUE(openModule(*globals.effect, testPluginPath("fx3_gain.vst3").c_str()));
-    globals.dataPath = narrow(folder.path() + L"data.bin");
-    globals.effect->setParameter(0, 0.25f);
-    globals.saveSettings();
-    std::string image = readWholeFile(folder.path() + L"data.bin");
-    ASSERT_EQ(image.size(), 109u);
-    EXPECT_EQ(image.substr(0, 4), "VST3");
-    double gain = 0.0;
-    std::memcpy(&gain, &image[48], 8);
-    EXPECT_EQ(gain, 0.25);
 }
 
 } // namespace

@@ -23,14 +23,12 @@
 //   fx3_nullfactory   GetPluginFactory answers null
 //   fx3_throwfactory  the factory throws instead of making anything
 //   fx3_view          fx3_gain whose controller makes an editor view of 400
-//                     by 300 (also IEditController2): `attached` makes a
+//                     by 300: `attached` makes a
 //                     child window of class "fx3_view" on the window it is
 //                     given. Messages to that child make the view act as if
 //                     the user did: WM_APP asks the frame for the size
 //                     wParam by lParam (resizeView), WM_APP + 1 sets Gain to
 //                     wParam / 1000 (beginEdit, performEdit, endEdit).
-//   fx3_view_zero     the same view, 0 pixels wide
-//   fx3_view_huge     the same view, 40000 pixels wide
 //   fx3_view_fail     the same view, whose `attached` fails
 //
 // The log (../vst2/plugin_log.h) gets "InitDll", "GetPluginFactory",
@@ -43,7 +41,6 @@
 // from 1.
 
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <stdexcept>
@@ -218,14 +215,6 @@ private:
 };
 
 #if defined(FX3_VIEW)
-#if defined(FX3_VIEW_ZERO)
-const int32 viewWidth = 0;
-#elif defined(FX3_VIEW_HUGE)
-const int32 viewWidth = 40000;
-#else
-const int32 viewWidth = 400;
-#endif
-const int32 viewHeight = 300;
 #if defined(FX3_VIEW_ATTACH_FAILS)
 const bool attachFails = true;
 #else
@@ -270,19 +259,15 @@ public:
         window = nullptr;
         return kResultOk;
     }
-    tresult PLUGIN_API onWheel(float distance) override { return logged(kResultOk, said("onWheel", distance)); }
-    tresult PLUGIN_API onKeyDown(char16 key, int16 keyCode, int16 modifiers) override {
-        return logged(kResultOk, said("onKeyDown", key, keyCode, modifiers));
-    }
-    tresult PLUGIN_API onKeyUp(char16 key, int16 keyCode, int16 modifiers) override {
-        return logged(kResultOk, said("onKeyUp", key, keyCode, modifiers));
-    }
+    tresult PLUGIN_API onWheel(float) override { return kResultOk; }
+    tresult PLUGIN_API onKeyDown(char16, int16, int16) override { return kResultOk; }
+    tresult PLUGIN_API onKeyUp(char16, int16, int16) override { return kResultOk; }
     tresult PLUGIN_API getSize(ViewRect* size) override {
         *size = rect;
         return kResultOk;
     }
     tresult PLUGIN_API onSize(ViewRect* newSize) override {
-        log(said("onSize", newSize->getWidth(), newSize->getHeight()));
+        log("onSize " + std::to_string(newSize->getWidth()) + " " + std::to_string(newSize->getHeight()));
         rect = *newSize;
         if (window)
             SetWindowPos(window, nullptr, 0, 0, rect.getWidth(), rect.getHeight(), SWP_NOMOVE | SWP_NOZORDER);
@@ -301,7 +286,7 @@ public:
     void askSize(int32 width, int32 height) {
         ViewRect size(0, 0, width, height);
         tresult result = frame ? frame->resizeView(this, &size) : kResultFalse;
-        log(said("resizeView", width, height, result));
+        log("resizeView " + std::to_string(width) + " " + std::to_string(height) + " " + std::to_string(result));
     }
     void editGain(double value) { edit(value); }
 
@@ -313,23 +298,10 @@ public:
 
 private:
     void log(const std::string& text) { pluginLog("view %d %s", number, text.c_str()); }
-    tresult logged(tresult result, const std::string& text) {
-        log(text);
-        return result;
-    }
-    template <typename... Values> static std::string said(const char* call, Values... values) {
-        std::string text = call;
-        for (double value : {double(values)...}) {
-            char number[32];
-            std::snprintf(number, sizeof number, " %g", value);
-            text += number;
-        }
-        return text;
-    }
 
     const int number;
     std::function<void(double)> edit;
-    ViewRect rect{0, 0, viewWidth, viewHeight};
+    ViewRect rect{0, 0, 400, 300};
     IPlugFrame* frame = nullptr;
     HWND window = nullptr;
 };
@@ -351,7 +323,7 @@ LRESULT CALLBACK viewProcedure(HWND window, UINT message, WPARAM wParam, LPARAM 
 }
 #endif
 
-class Controller : public ComponentBase, public IEditController, public IEditController2 {
+class Controller : public ComponentBase, public IEditController {
 public:
     ~Controller() override { pluginLog("controller deleted"); }
 
@@ -421,26 +393,15 @@ public:
         return nullptr;
     }
 
-    // IEditController2, answered by the view variants only.
-    tresult PLUGIN_API setKnobMode(KnobMode mode) override {
-        return logged(kResultOk, "controller setKnobMode " + std::to_string(mode));
-    }
-    tresult PLUGIN_API openHelp(TBool) override { return kResultFalse; }
-    tresult PLUGIN_API openAboutBox(TBool) override { return kResultFalse; }
-
     OBJ_METHODS(Controller, ComponentBase)
     DEFINE_INTERFACES
     DEF_INTERFACE(IEditController)
-#if defined(FX3_VIEW)
-    DEF_INTERFACE(IEditController2)
-#endif
     END_DEFINE_INTERFACES(ComponentBase)
     REFCOUNT_METHODS(ComponentBase)
 
 private:
     // A move of the view's control: the host hears of it as of a user's edit.
     void editGain(double value) {
-        pluginLog("controller edit %g", value);
         gain = value;
         if (handler) {
             handler->beginEdit(gainId);
