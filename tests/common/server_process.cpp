@@ -99,37 +99,18 @@ ServerProcess::ServerProcess(const std::string& script, const std::vector<std::s
     closesocket(listener);
     if (lifeline == INVALID_SOCKET)
         throw std::runtime_error("test server " + script + " did not call back");
-    size_t end;
-    while ((end = pending.find('\n')) == std::string::npos && receive(20)) {
-    }
-    if (pending.compare(0, 5, "PORT ") != 0 || end == std::string::npos) {
+    // The port line is all the script ever sends.
+    std::string line;
+    char buffer[256];
+    int got;
+    while (line.find('\n') == std::string::npos && readable(SOCKET(lifeline), 20) &&
+           (got = recv(SOCKET(lifeline), buffer, sizeof buffer, 0)) > 0)
+        line.append(buffer, size_t(got));
+    if (line.compare(0, 5, "PORT ") != 0 || line.find('\n') == std::string::npos) {
         stop();
-        throw std::runtime_error("test server " + script + " did not report its port: " + pending);
+        throw std::runtime_error("test server " + script + " did not report its port: " + line);
     }
-    number = std::stoi(pending.substr(5, end - 5));
-    pending.erase(0, end + 1);
-}
-
-bool ServerProcess::receive(double seconds) {
-    if (!readable(SOCKET(lifeline), seconds))
-        return false;
-    char buffer[4096];
-    const int got = recv(SOCKET(lifeline), buffer, sizeof buffer, 0);
-    if (got <= 0)
-        return false;
-    pending.append(buffer, size_t(got));
-    return true;
-}
-
-std::string ServerProcess::output(const std::string& until, double seconds) {
-    const ULONGLONG deadline = GetTickCount64() + ULONGLONG(seconds * 1000);
-    while (receive(0)) {
-    }
-    while (!until.empty() && pending.find(until) == std::string::npos && GetTickCount64() < deadline)
-        receive(0.05);
-    std::string text;
-    text.swap(pending);
-    return text;
+    number = std::stoi(line.substr(5));
 }
 
 ServerProcess::~ServerProcess() { stop(); }
@@ -140,8 +121,6 @@ void ServerProcess::stop() {
     shutdown(SOCKET(lifeline), SD_SEND);
     // The script closes its end as it exits.
     const ULONGLONG deadline = GetTickCount64() + 10000;
-    while (GetTickCount64() < deadline && receive(0.1)) {
-    }
     while (GetTickCount64() < deadline && readable(SOCKET(lifeline), 0.1)) {
         char scrap[256];
         if (recv(SOCKET(lifeline), scrap, sizeof scrap, 0) <= 0)

@@ -5,8 +5,7 @@
 // handle, so the two talk over a "lifeline": a loopback connection that the
 // script makes back to us when it starts (it is told the port with
 // "--lifeline <port>"). Its first line is "PORT <n>", the port the server
-// listens on; anything the script sends after that is what output() reads.
-// When the lifeline closes (this object going away, or this process dying)
+// listens on. When the lifeline closes (this object going away, or this process dying)
 // the script ends, so no server outlives its test.
 #pragma once
 
@@ -26,18 +25,12 @@ public:
 
     int port() const { return number; }
     std::string portText() const { return std::to_string(number); }
-    // What the script sent after its port line and has not been taken yet;
-    // waits up to `seconds` for at least `until` to appear in it (empty:
-    // does not wait).
-    std::string output(const std::string& until = "", double seconds = 5);
 
 private:
     void stop();
-    bool receive(double seconds);
 
     uintptr_t lifeline; // a SOCKET
     int number = 0;
-    std::string pending; // sent, not yet taken
 };
 
 // Starts Winsock once for the test process (the library leaves that to the

@@ -19,7 +19,6 @@ TEST(AuthAnswer, ChoiceAndDigestArithmetic) {
     const std::string realmAndNonce = "realm=\"testrealm@host.com\", nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\"";
     const std::string opaque = ", opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"";
     const std::string rfc = "Digest " + realmAndNonce + ", qop=\"auth\"" + opaque;
-    const std::string credentials = "Mufasa:Circle Of Life";
     const std::string basic = "Basic TXVmYXNhOkNpcmNsZSBPZiBMaWZl";
     const std::string head = "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
                              "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\"";
@@ -28,46 +27,38 @@ TEST(AuthAnswer, ChoiceAndDigestArithmetic) {
     struct Case {
         const char* name;
         std::vector<std::string> challenges;
-        std::string method, credentials, expected;
+        std::string expected;
+        std::string method = "GET", credentials = "Mufasa:Circle Of Life";
     } cases[] = {
-        {"RFC 2617 example", {rfc}, "GET", credentials, rfcAnswer},
+        {"RFC 2617 example", {rfc}, rfcAnswer},
         {"scheme and parameter names without case",
          {"dIGEST REALM=\"testrealm@host.com\", Nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", QOP=\"auth\"" + opaque},
-         "GET",
-         credentials,
          rfcAnswer},
-        {"algorithm md5 named", {rfc + ", algorithm=MD5"}, "GET", credentials, rfcAnswer},
+        {"algorithm md5 named", {rfc + ", algorithm=MD5"}, rfcAnswer},
         {"a longer parameter name is another",
          {"Digest realmx=\"x\", " + realmAndNonce + ", qop=\"auth\"" + opaque},
-         "GET",
-         credentials,
          rfcAnswer},
         {"md5-sess hashes the hex text of the first digest",
          {rfc + ", algorithm=md5-sess"},
-         "GET",
-         credentials,
          withQop + "8e3825c57e897f5a0dec6c2d4e5059d0\"" + opaque},
         {"no qop: no nc and no cnonce",
          {"Digest " + realmAndNonce},
-         "GET",
-         credentials,
          head + ", response=\"670fd8c2df070c60b045671b8b24ff02\""},
         {"method goes into the digest",
          {"Digest " + realmAndNonce},
-         "POST",
-         credentials,
-         head + ", response=\"606b58711e1cc9535f12f39968f07304\""},
-        {"unknown scheme, then Digest", {"Negotiate abc", "", rfc}, "GET", credentials, rfcAnswer},
-        {"Basic before Digest is answered first", {"Basic realm=\"x\"", rfc}, "GET", credentials, basic},
-        {"no challenge at all", {}, "GET", credentials, basic},
-        {"qop offering two values", {"Digest " + realmAndNonce + ", qop=\"auth,auth-int\""}, "GET", credentials, basic},
-        {"qop auth-int", {"Digest " + realmAndNonce + ", qop=\"auth-int\""}, "GET", credentials, basic},
-        {"unquoted realm", {"Digest realm=testrealm@host.com, nonce=\"n\""}, "GET", credentials, basic},
-        {"no nonce", {"Digest realm=\"r\""}, "GET", credentials, basic},
-        {"nonce without its closing quote", {"Digest realm=\"r\", nonce=\"n"}, "GET", credentials, basic},
-        {"quoted algorithm", {rfc + ", algorithm=\"MD5\""}, "GET", credentials, basic},
-        {"other algorithm", {rfc + ", algorithm=SHA-256"}, "GET", credentials, basic},
-        {"credentials without colon", {rfc}, "GET", "Mufasa", "Basic TXVmYXNh"},
+         head + ", response=\"606b58711e1cc9535f12f39968f07304\"",
+         "POST"},
+        {"unknown scheme, then Digest", {"Negotiate abc", "", rfc}, rfcAnswer},
+        {"Basic before Digest is answered first", {"Basic realm=\"x\"", rfc}, basic},
+        {"no challenge at all", {}, basic},
+        {"qop offering two values", {"Digest " + realmAndNonce + ", qop=\"auth,auth-int\""}, basic},
+        {"qop auth-int", {"Digest " + realmAndNonce + ", qop=\"auth-int\""}, basic},
+        {"unquoted realm", {"Digest realm=testrealm@host.com, nonce=\"n\""}, basic},
+        {"no nonce", {"Digest realm=\"r\""}, basic},
+        {"nonce without its closing quote", {"Digest realm=\"r\", nonce=\"n"}, basic},
+        {"quoted algorithm", {rfc + ", algorithm=\"MD5\""}, basic},
+        {"other algorithm", {rfc + ", algorithm=SHA-256"}, basic},
+        {"credentials without colon", {rfc}, "Basic TXVmYXNh", "GET", "Mufasa"},
     };
     for (const Case& c : cases) {
         std::string result;
