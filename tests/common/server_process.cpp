@@ -89,10 +89,13 @@ ServerProcess::ServerProcess(const std::string& script, const std::vector<std::s
         closesocket(listener);
         throw std::runtime_error("test server: python3 does not start (" + std::to_string(GetLastError()) + ")");
     }
-    if (started.hThread)
+    // For a native program Wine leaves no process handle and fills the
+    // thread's fields with whatever it had: closing that value could close
+    // a handle of ours, such as standard output.
+    if (started.hProcess) {
         CloseHandle(started.hThread);
-    if (started.hProcess)
         CloseHandle(started.hProcess);
+    }
 
     if (readable(listener, 20))
         lifeline = accept(listener, NULL, NULL);
