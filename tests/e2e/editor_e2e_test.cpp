@@ -206,10 +206,8 @@ TEST(GenericDialog, ControlsLayoutAndChangesSavedAtOnce) {
                 EXPECT_EQ(text(GetDlgItem(dialog, 666 + 4 * step.parameter + 2)), step.shown) << step.name;
             }
             EXPECT_EQ(log.callsStartingWith("setParameter").size() - told, step.file.empty() ? 0u : 1u) << step.name;
-            if (step.file.empty())
-                EXPECT_TRUE(untouched(data)) << step.name;
-            else
-                EXPECT_TRUE(sameBytes(readWholeFile(data), step.file)) << step.name;
+            EXPECT_EQ(untouched(data), step.file.empty()) << step.name;
+            EXPECT_TRUE(sameBytes(step.file.empty() ? "" : readWholeFile(data), step.file)) << step.name;
         }
         // Escape closes the dialog; after changes, each already saved, the
         // file is not written again.
@@ -266,10 +264,8 @@ TEST(CustomEditor, NotificationsSaveOncePerBurst) {
             Sleep(20);
         Sleep(300);
         EXPECT_EQ(log.callsStartingWith(save).size(), saves + 1) << step.name << ": one save for the burst";
-        if (step.file.empty())
-            EXPECT_TRUE(untouched(data)) << step.name;
-        else
-            EXPECT_EQ(readWholeFile(data), step.file) << step.name;
+        EXPECT_EQ(untouched(data), step.file.empty()) << step.name;
+        EXPECT_EQ(step.file.empty() ? "" : readWholeFile(data), step.file) << step.name;
     }
 }
 
