@@ -3,8 +3,8 @@
 // it does otherwise (tests/plugins/CMakeLists.txt says what each provokes).
 // Output pin c is input pin c delayed by the latency (silence where there is
 // no such input): a known function of the input, so the tests can check
-// every byte. Every call received and every host answer is logged (see
-// plugin_log.h).
+// every byte. Every call received is logged, and the host's answers to what
+// the plug-in asks as it opens (see plugin_log.h).
 
 #include <windows.h>
 
