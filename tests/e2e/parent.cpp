@@ -121,15 +121,6 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
     return run;
 }
 
-void* waitForWindow(const std::wstring& title, double seconds) {
-    for (ULONGLONG start = GetTickCount64(); GetTickCount64() - start < ULONGLONG(seconds * 1000); Sleep(20)) {
-        HWND window = FindWindowW(NULL, title.c_str());
-        if (window && IsWindowVisible(window))
-            return window;
-    }
-    return nullptr;
-}
-
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines)

@@ -30,10 +30,6 @@ enum class StandardInput { File, Pipe };
 HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& input = std::string(),
                 StandardInput kind = StandardInput::File, double timeoutSeconds = 60.0);
 
-// Waits up to `seconds` for a visible top-level window of that exact title,
-// as a user waits to see the host's window; null if none came.
-void* waitForWindow(const std::wstring& title, double seconds = 20.0);
-
 // The lines, each followed by "; ": a whole sequence in one comparison.
 std::string joined(const std::vector<std::string>& lines);
 

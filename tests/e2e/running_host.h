@@ -13,9 +13,10 @@
 
 class RunningHost {
 public:
-    explicit RunningHost(const std::vector<std::wstring>& arguments)
-        : thread([this, arguments] {
-              result = runHost(arguments);
+    // `input`: the host's standard input, from a file.
+    explicit RunningHost(const std::vector<std::wstring>& arguments, const std::string& input = std::string())
+        : thread([this, arguments, input] {
+              result = runHost(arguments, input);
               done = true;
           }) {}
     ~RunningHost() {

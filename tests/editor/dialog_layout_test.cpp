@@ -1,48 +1,43 @@
-// The generic dialog's layout at the scales that end-to-end runs do not
-// reach, and the way back from a control to its parameter.
+// The generic dialog's layout where end-to-end runs, at 96 and 120 dots per
+// inch on both axes, do not reach, and the way back from a control to its
+// parameter.
 
 #include "editor/dialog_layout.h"
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace {
 
 TEST(DialogLayout, ScalesEveryLengthWithItsAxis) {
-    struct Row {
+    // Across: margin, name column, control's left and width, client width;
+    // down: gap between rows, control, value text, name's drop, second
+    // row's top, client height.
+    const struct {
         const char* name;
         int32_t dpiX, dpiY, widestName, parameters;
-        int32_t marginX, labelWidth, controlLeft, controlWidth, clientWidth;
-        int32_t rowGap, controlHeight, valueHeight, labelDrop, secondRowTop, clientHeight;
+        const char* lengths;
+    } rows[] = {
+        {"a name wider than the column", 120, 120, 133, 1, "20 133 163 320 523 20 40 20 5 100 100 "},
+        {"axes apart, rounding", 100, 144, 0, 1, "17 67 92 267 393 24 48 24 6 120 120 "},
+        {"a negative count", 96, 96, 0, -3, "16 64 88 256 376 16 32 16 4 80 16 "},
     };
-    const Row rows[] = {
-        {"96, narrow names", 96, 96, 40, 2, 16, 64, 88, 256, 376, 16, 32, 16, 4, 80, 144},
-        {"125%", 120, 120, 0, 2, 20, 80, 110, 320, 470, 20, 40, 20, 5, 100, 180},
-        {"a wide name", 120, 120, 133, 1, 20, 133, 163, 320, 523, 20, 40, 20, 5, 100, 100},
-        {"axes apart, rounding", 100, 144, 0, 1, 17, 67, 92, 267, 393, 24, 48, 24, 6, 120, 120},
-        {"no parameters", 96, 96, 0, 0, 16, 64, 88, 256, 376, 16, 32, 16, 4, 80, 16},
-        {"a negative count", 96, 96, 0, -3, 16, 64, 88, 256, 376, 16, 32, 16, 4, 80, 16},
-    };
-    for (const Row& row : rows) {
-        DialogLayout layout(row.dpiX, row.dpiY, row.widestName, row.parameters);
-        EXPECT_EQ(layout.marginX, row.marginX) << row.name;
-        EXPECT_EQ(layout.labelWidth, row.labelWidth) << row.name;
-        EXPECT_EQ(layout.controlLeft, row.controlLeft) << row.name;
-        EXPECT_EQ(layout.controlRight - layout.controlLeft, row.controlWidth) << row.name;
-        EXPECT_EQ(layout.clientWidth, row.clientWidth) << row.name;
-        EXPECT_EQ(layout.rowGap, row.rowGap) << row.name;
-        EXPECT_EQ(layout.controlHeight, row.controlHeight) << row.name;
-        EXPECT_EQ(layout.valueHeight, row.valueHeight) << row.name;
-        EXPECT_EQ(layout.labelDrop, row.labelDrop) << row.name;
-        EXPECT_EQ(layout.rowTop(1), row.secondRowTop) << row.name;
-        EXPECT_EQ(layout.clientHeight, row.clientHeight) << row.name;
+    for (const auto& row : rows) {
+        const DialogLayout l(row.dpiX, row.dpiY, row.widestName, row.parameters);
+        std::string lengths;
+        for (int32_t length : {l.marginX, l.labelWidth, l.controlLeft, l.controlRight - l.controlLeft, l.clientWidth,
+                               l.rowGap, l.controlHeight, l.valueHeight, l.labelDrop, l.rowTop(1), l.clientHeight})
+            lengths += std::to_string(length) + " ";
+        EXPECT_EQ(lengths, row.lengths) << row.name;
     }
 }
 
 TEST(DialogLayout, ControlsLeadBackToTheirParameter) {
     const struct {
         int32_t id, parameters, index;
-    } rows[] = {{665, 3, -1}, {666, 3, 0}, {669, 3, 0}, {670, 3, 1}, {677, 3, 2},
-                {678, 3, -1}, {666, 0, -1}, {2, 3, -1}, {-666, 3, -1}};
+    } rows[] = {{665, 3, -1}, {666, 3, 0},  {669, 3, 0}, {670, 3, 1},  {677, 3, 2},
+                {678, 3, -1}, {666, 0, -1}, {2, 3, -1},  {-666, 3, -1}};
     for (const auto& row : rows)
         EXPECT_EQ(parameterOfControl(row.id, row.parameters), row.index)
             << "id " << row.id << " of " << row.parameters << " parameters";

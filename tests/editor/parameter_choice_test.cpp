@@ -1,6 +1,7 @@
 // The generic dialog's probe and texts, for what the end-to-end runs do not
-// reach: texts that come back after another, runs of uneven width, labels
-// that alone make a difference, and positions at and beyond the ends.
+// reach (they show one text, two, ten and eleven): texts that come back
+// after another, runs of uneven width, labels that alone make a difference,
+// and positions at and beyond the ends.
 
 #include "editor/parameter_choice.h"
 
@@ -35,9 +36,6 @@ TEST(Choices, RunsBecomeItemsAtTheirMiddles) {
          "off|=0 on|=50 "},
         {"texts are compared as they are, blanks and all",
          [](float v) { return ParameterTexts{v < 0.5f ? "x" : " x", ""}; }, "x|=25  x|=75 "},
-        {"one text: a slider", [](float) { return ParameterTexts{"", ""}; }, ""},
-        {"eleven texts: a slider",
-         [](float v) { return ParameterTexts{std::to_string(int(v * 100.0f + 0.5f) / 10), ""}; }, ""},
     };
     for (const Row& row : rows) {
         int calls = 0;

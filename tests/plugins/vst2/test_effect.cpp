@@ -3,8 +3,8 @@
 // it does otherwise (tests/plugins/CMakeLists.txt says what each provokes).
 // Output pin c is input pin c delayed by the latency (silence where there is
 // no such input): a known function of the input, so the tests can check
-// every byte. Every call received and every host answer is logged (see
-// plugin_log.h).
+// every byte. Every call received is logged, and the host's answers to what
+// the plug-in asks as it opens (see plugin_log.h).
 
 #include <windows.h>
 
@@ -85,11 +85,8 @@ const UINT resizeYourself = WM_APP + 1, notifyBurst = WM_APP + 2;
 
 LRESULT CALLBACK viewProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     Plugin* plugin = reinterpret_cast<Plugin*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (message == resizeYourself && plugin) {
-        VstIntPtr answer = plugin->host(&plugin->effect, audioMasterSizeWindow, VstInt32(wParam), lParam, nullptr, 0.0f);
-        pluginLog("sizeWindow %d %d answered %lld", int(wParam), int(lParam), static_cast<long long>(answer));
-        return answer;
-    }
+    if (message == resizeYourself && plugin)
+        return plugin->host(&plugin->effect, audioMasterSizeWindow, VstInt32(wParam), lParam, nullptr, 0.0f);
     if (message == notifyBurst && plugin) {
         if (wParam != 0)
             plugin->chunk = "chunk after burst " + std::to_string(++plugin->bursts);
@@ -98,31 +95,25 @@ LRESULT CALLBACK viewProc(HWND window, UINT message, WPARAM wParam, LPARAM lPara
                 plugin->host(&plugin->effect, audioMasterAutomate, 0, 0, nullptr, 0.5f);
         });
         notifier.join();
-        pluginLog("burst of %d", int(lParam));
         return 1;
     }
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-HINSTANCE ownModule() {
-    HMODULE module = NULL;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCWSTR>(&viewProc), &module);
-    return module;
-}
+// The start of this DLL's image, which the linker names: its instance.
+extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 // A child window of the host's, as real editors make, of the editor's size.
 void openView(Plugin& plugin, HWND parent) {
     WNDCLASSW viewClass = {};
     viewClass.lpfnWndProc = viewProc;
-    viewClass.hInstance = ownModule();
+    viewClass.hInstance = HINSTANCE(&__ImageBase);
     viewClass.lpszClassName = L"fx editor view";
     RegisterClassW(&viewClass); // fails harmlessly when already registered
-    plugin.view = CreateWindowExW(0, L"fx editor view", L"", WS_CHILD | WS_VISIBLE, 0, 0,
-                                  editorRect.right - editorRect.left, editorRect.bottom - editorRect.top, parent, NULL,
-                                  ownModule(), NULL);
+    plugin.view =
+        CreateWindowExW(0, L"fx editor view", L"", WS_CHILD | WS_VISIBLE, 0, 0, editorRect.right - editorRect.left,
+                        editorRect.bottom - editorRect.top, parent, NULL, HINSTANCE(&__ImageBase), NULL);
     SetWindowLongPtrW(plugin.view, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&plugin));
-    pluginLog("view %s", plugin.view ? "made" : "failed");
 }
 
 // What plug-ins commonly ask, without an instance (effect null) and with
