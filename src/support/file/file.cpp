@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/error/error.h"
+#include "support/thread/abort.h"
 
 namespace Qz {
 
@@ -48,6 +49,18 @@ uint64_t fileReader::readSome(void* buffer, uint64_t size) {
 }
 
 uint64_t fileReader::readDirect(void* buffer, uint64_t size) { return read(buffer, size); }
+
+uint64_t fileReader::readBySome(void* buffer, uint64_t size) {
+    uint64_t done = 0;
+    while (done < size) {
+        abortCheck();
+        uint64_t got = readSome(static_cast<char*>(buffer) + done, size - done);
+        if (got == 0)
+            break;
+        done += got;
+    }
+    return done;
+}
 
 uint64_t fileReader::skipDirect(uint64_t size) {
     return skipPieces(size, [this](void* scratch, uint64_t want) { return readDirect(scratch, want); });

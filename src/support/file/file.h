@@ -37,6 +37,9 @@ public:
 
 protected:
     ~fileReader() = default;
+    // The read of a kind that only knows readSome: readSome until `size` or
+    // a 0, looking at the thread's abort binding before each.
+    uint64_t readBySome(void* buffer, uint64_t size);
 };
 
 class fileWriter {

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "support/error/error.h"
-#include "support/thread/abort.h"
 #include "support/thread/wait.h"
 #include "support/win32.h"
 
@@ -85,17 +84,7 @@ void fileHttp::seek(uint64_t target) {
     });
 }
 
-uint64_t fileHttp::read(void* buffer, uint64_t size) {
-    uint64_t done = 0;
-    while (done < size) {
-        abortCheck();
-        uint64_t got = readSome(static_cast<char*>(buffer) + done, size - done);
-        if (got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
+uint64_t fileHttp::read(void* buffer, uint64_t size) { return readBySome(buffer, size); }
 
 uint64_t fileHttp::readSome(void* buffer, uint64_t size) {
     if (length != unknownSize)

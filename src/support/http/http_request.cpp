@@ -429,17 +429,7 @@ bool httpRequest::isSeekable() const {
     return !getHeader("Accept-Ranges", value) || compareNoCase(value.c_str(), "none") != 0;
 }
 
-uint64_t httpRequest::read(void* buffer, uint64_t size) {
-    uint64_t done = 0;
-    while (done < size) {
-        abortCheck();
-        uint64_t got = readSome(static_cast<char*>(buffer) + done, size - done);
-        if (got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
+uint64_t httpRequest::read(void* buffer, uint64_t size) { return readBySome(buffer, size); }
 
 uint64_t httpRequest::readSome(void* buffer, uint64_t size) {
     if (chunked)
