@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "support/error/error.h"
 #include "support/net/winsock.h"
@@ -19,6 +20,24 @@ const kindGuid tlsSocketKind = {0x2D6B00FB, 0x6C6E, 0x4FE9, {0xA1, 0xCF, 0xFD, 0
 
 namespace {
 
+// SChannel is reached through the provider's function table, loaded on the
+// first TLS connection: importing Secur32 would make every run, https or
+// not, load and start its security packages (Kerberos, NTLM) at start-up.
+PSecurityFunctionTableW sspi() {
+    static const PSecurityFunctionTableW table = []() -> PSecurityFunctionTableW {
+        HMODULE library = LoadLibraryExW(L"secur32.dll", NULL, 0x800); // LOAD_LIBRARY_SEARCH_SYSTEM32
+        if (!library)
+            return nullptr;
+        typedef PSecurityFunctionTableW(WINAPI * Init)();
+        FARPROC init = GetProcAddress(library, "InitSecurityInterfaceW");
+        return init ? reinterpret_cast<Init>(reinterpret_cast<void*>(init))() : nullptr;
+    }();
+    if (!table)
+        throw std::runtime_error("TLS is not available");
+    return table;
+}
+
+
 // ISC_REQ_REPLAY_DETECT | ISC_REQ_SEQUENCE_DETECT | ISC_REQ_CONFIDENTIALITY |
 // ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_EXTENDED_ERROR | ISC_REQ_STREAM
 const ULONG clientRequest = 0xC11C;
@@ -33,7 +52,7 @@ SecHandle* native(securityHandle& handle) { return reinterpret_cast<SecHandle*>(
 
 void freeCredentials(securityHandle* handle) {
     if (!handle->empty())
-        FreeCredentialsHandle(native(*handle));
+        sspi()->FreeCredentialsHandle(native(*handle));
     delete handle;
 }
 
@@ -50,7 +69,7 @@ std::shared_ptr<securityHandle> acquireClientCredentials(uint32_t protocols, con
     std::shared_ptr<securityHandle> handle(new securityHandle, freeCredentials);
     TimeStamp expiry;
     wchar_t package[] = UNISP_NAME_W;
-    if (AcquireCredentialsHandleW(NULL, package, SECPKG_CRED_OUTBOUND, NULL, &data, NULL, NULL,
+    if (sspi()->AcquireCredentialsHandleW(NULL, package, SECPKG_CRED_OUTBOUND, NULL, &data, NULL, NULL,
                                   native(*handle), &expiry) != SEC_E_OK) {
         *handle = securityHandle();
         throw exception_network_authentication();
@@ -121,7 +140,7 @@ void checkServerCertificate(PCCERT_CONTEXT certificate, const std::wstring& host
 
 SecPkgContext_StreamSizes streamSizes(securityHandle& context) {
     SecPkgContext_StreamSizes sizes = {};
-    const SECURITY_STATUS status = QueryContextAttributesW(native(context), SECPKG_ATTR_STREAM_SIZES, &sizes);
+    const SECURITY_STATUS status = sspi()->QueryContextAttributesW(native(context), SECPKG_ATTR_STREAM_SIZES, &sizes);
     if (status != SEC_E_OK)
         throwSecurityError(uint32_t(status));
     return sizes;
@@ -137,7 +156,7 @@ tlsSocket::~tlsSocket() { resetChannel(); }
 void tlsSocket::resetChannel() {
     credentials.reset();
     if (!context.empty()) {
-        DeleteSecurityContext(native(context));
+        sspi()->DeleteSecurityContext(native(context));
         context = securityHandle();
     }
     received.clear();
@@ -210,7 +229,7 @@ void tlsSocket::fill() {
         for (int i = 1; i < 4; ++i)
             buffers[i].BufferType = SECBUFFER_EMPTY;
         SecBufferDesc descriptor = {SECBUFFER_VERSION, 4, buffers};
-        const SECURITY_STATUS status = DecryptMessage(native(context), &descriptor, 0, NULL);
+        const SECURITY_STATUS status = sspi()->DecryptMessage(native(context), &descriptor, 0, NULL);
         if (status == SEC_E_INCOMPLETE_MESSAGE) {
             if (eof)
                 throwSecurityError(uint32_t(status));
@@ -278,7 +297,7 @@ void tlsSocket::write(const void* buffer, uint64_t size) {
         buffers[2] = {sizes.cbTrailer, SECBUFFER_STREAM_TRAILER, scratch.data() + sizes.cbHeader + piece};
         buffers[3] = {0, SECBUFFER_EMPTY, nullptr};
         SecBufferDesc descriptor = {SECBUFFER_VERSION, 4, buffers};
-        const SECURITY_STATUS status = EncryptMessage(native(context), 0, &descriptor, 0);
+        const SECURITY_STATUS status = sspi()->EncryptMessage(native(context), 0, &descriptor, 0);
         if (status < 0)
             throwSecurityError(uint32_t(status));
         transport->write(scratch.data(), uint64_t(buffers[0].cbBuffer) + buffers[1].cbBuffer + buffers[2].cbBuffer);
@@ -321,7 +340,7 @@ void tlsSocket::sendToken(void* token, unsigned long size) {
         return;
     struct freeLater {
         void* buffer;
-        ~freeLater() { FreeContextBuffer(buffer); }
+        ~freeLater() { sspi()->FreeContextBuffer(buffer); }
     } owner = {token};
     if (size > 0)
         transport->write(token, size);
@@ -334,7 +353,7 @@ void tlsSocket::clientHandshake() {
     SecBufferDesc outDescriptor = {SECBUFFER_VERSION, 1, &out};
     ULONG attributes = 0;
     const SECURITY_STATUS status =
-        InitializeSecurityContextW(native(*credentials), NULL, &host[0], clientRequest, 0, SECURITY_NATIVE_DREP, NULL,
+        sspi()->InitializeSecurityContextW(native(*credentials), NULL, &host[0], clientRequest, 0, SECURITY_NATIVE_DREP, NULL,
                                    0, native(context), &outDescriptor, &attributes, NULL);
     if (status != SEC_E_OK && status != SEC_I_CONTINUE_NEEDED) {
         context = securityHandle();
@@ -346,7 +365,7 @@ void tlsSocket::clientHandshake() {
         return;
     PCCERT_CONTEXT peer = nullptr;
     const SECURITY_STATUS query =
-        QueryContextAttributesW(native(context), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &peer);
+        sspi()->QueryContextAttributesW(native(context), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &peer);
     if (query != SEC_E_OK)
         throwSecurityError(uint32_t(query));
     struct freeLater {
@@ -378,14 +397,14 @@ void tlsSocket::handshakeLoop(const uint8_t* pending, size_t pendingSize) {
         SecBuffer out = {0, SECBUFFER_TOKEN, nullptr};
         SecBufferDesc outDescriptor = {SECBUFFER_VERSION, 1, &out};
         ULONG attributes = 0;
-        status = InitializeSecurityContextW(native(*credentials), native(context), NULL, clientRequest, 0,
+        status = sspi()->InitializeSecurityContextW(native(*credentials), native(context), NULL, clientRequest, 0,
                                             SECURITY_NATIVE_DREP, &inDescriptor, 0, NULL, &outDescriptor,
                                             &attributes, NULL);
         if (status == SEC_E_OK || status == SEC_I_CONTINUE_NEEDED ||
             (FAILED(status) && (attributes & ISC_RET_EXTENDED_ERROR)))
             sendToken(out.pvBuffer, out.cbBuffer);
         else if (out.pvBuffer)
-            FreeContextBuffer(out.pvBuffer);
+            sspi()->FreeContextBuffer(out.pvBuffer);
         if ((status == SEC_I_INCOMPLETE_CREDENTIALS && (flags & tlsNoCertificateCheck)) ||
             status == SEC_E_INCOMPLETE_MESSAGE)
             continue;
@@ -398,7 +417,7 @@ void tlsSocket::handshakeLoop(const uint8_t* pending, size_t pendingSize) {
             return;
         }
         if (status != SEC_I_CONTINUE_NEEDED) {
-            DeleteSecurityContext(native(context));
+            sspi()->DeleteSecurityContext(native(context));
             context = securityHandle();
             throwSecurityError(uint32_t(status));
         }
