@@ -7,7 +7,6 @@
 #include "support/error/error.h"
 #include "support/net/winsock.h"
 #include "support/text/utf.h"
-#include "support/thread/abort.h"
 
 #define SECURITY_WIN32
 #include <security.h>
@@ -166,17 +165,7 @@ void tlsSocket::resetChannel() {
     peerClosed = false;
 }
 
-uint64_t tlsSocket::read(void* buffer, uint64_t size) {
-    uint64_t done = 0;
-    while (done < size) {
-        abortCheck();
-        const uint64_t got = readSome(static_cast<char*>(buffer) + done, size - done);
-        if (got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
+uint64_t tlsSocket::read(void* buffer, uint64_t size) { return readBySome(buffer, size); }
 
 uint64_t tlsSocket::readSome(void* buffer, uint64_t size) {
     // Nothing above reads before connect has finished the handshake.
