@@ -41,7 +41,9 @@ build_all() {
 start_wine() {
   export WINEPREFIX
   WINEPREFIX=$(mktemp -d /tmp/fxhost-wine.XXXXXX)
-  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+  # winebus polls for game controllers every millisecond or so: that costs
+  # every test and benchmark CPU time and makes their timings noisy.
+  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winebus.sys=d"
   say "preparing Wine in $WINEPREFIX"
   # The first start makes the prefix and its desktop process; the driver
   # setting only counts for a desktop started after it, so restart.

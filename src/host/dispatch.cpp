@@ -9,6 +9,7 @@
 #include "support/error/error.h"
 #include "support/file/file_win32.h"
 #include "support/http/file_http.h"
+#include "support/net/winsock.h"
 #include "support/text/path.h"
 #include "support/text/text.h"
 #include "support/text/utf.h"
@@ -79,6 +80,10 @@ void openTransports(VSTGlobals& globals) {
     }
     if (const std::string* path = findOption(arguments, "--input")) {
         if (isHttpUrl(*path)) {
+            // The socket library leaves starting Winsock to the program, and
+            // only a run with a URL needs it: the library is bound on first use.
+            WSADATA winsock;
+            WSAStartup(MAKEWORD(2, 2), &winsock);
             std::shared_ptr<Qz::fileHttp> remote = std::make_shared<Qz::fileHttp>();
             remote->openAtOffset(*path, 0, Qz::unknownSize);
             globals.input = std::shared_ptr<Qz::fileReader>(remote, static_cast<Qz::fileSeekable*>(remote.get()));

@@ -6,7 +6,6 @@
 
 #include "host/options.h"
 #include "host/vst_globals.h"
-#include "support/net/winsock.h"
 
 #include <objbase.h>
 
@@ -16,10 +15,6 @@ int wmain(int argc, wchar_t** argv) {
         return -1;
     }
     CoInitialize(NULL);
-    // The socket library leaves starting Winsock to the program; an http or
-    // https --input needs it before the first socket.
-    WSADATA winsock;
-    WSAStartup(MAKEWORD(2, 2), &winsock);
     try {
         return runGlobals() ? 0 : -1;
     } catch (const std::exception& failure) {
