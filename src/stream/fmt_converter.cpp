@@ -4,6 +4,11 @@
 #include <cmath>
 #include <cstring>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define FXHOST_SSE2 1
+#endif
+
 namespace {
 
 // Byte assembly rather than loads of wider types: transport samples sit at
@@ -157,23 +162,101 @@ template <> struct Codec<double> {
     template <class T> static void write(unsigned char* p, T x) { store64(p, bitsOf(static_cast<double>(x))); }
 };
 
+// Stereo, the usual stream, four frames at a time where the processor can:
+// each returns how many leading frames it did, and the loops below do the
+// rest. The results are those of the loops below, to the bit.
+template <class C, class T> struct Stereo {
+    static uint32_t in(T*, T*, const unsigned char*, uint32_t) { return 0; }
+    static uint32_t out(const T*, const T*, unsigned char*, uint32_t) { return 0; }
+};
+
+#ifdef FXHOST_SSE2
+// Shuffles move bits, not values, so NaN payloads pass as they are.
+template <> struct Stereo<Codec<float>, float> {
+    static uint32_t in(float* left, float* right, const unsigned char* p, uint32_t frames) {
+        uint32_t i = 0;
+        for (; i + 4 <= frames; i += 4, p += 32) {
+            __m128 a = _mm_loadu_ps(reinterpret_cast<const float*>(p));      // L0 R0 L1 R1
+            __m128 b = _mm_loadu_ps(reinterpret_cast<const float*>(p + 16)); // L2 R2 L3 R3
+            _mm_storeu_ps(left + i, _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)));
+            _mm_storeu_ps(right + i, _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1)));
+        }
+        return i;
+    }
+    static uint32_t out(const float* left, const float* right, unsigned char* p, uint32_t frames) {
+        uint32_t i = 0;
+        for (; i + 4 <= frames; i += 4, p += 32) {
+            __m128 l = _mm_loadu_ps(left + i), r = _mm_loadu_ps(right + i);
+            _mm_storeu_ps(reinterpret_cast<float*>(p), _mm_unpacklo_ps(l, r));
+            _mm_storeu_ps(reinterpret_cast<float*>(p + 16), _mm_unpackhi_ps(l, r));
+        }
+        return i;
+    }
+};
+
+template <> struct Stereo<Codec<short>, float> {
+    static uint32_t in(float* left, float* right, const unsigned char* p, uint32_t frames) {
+        const __m128 step = _mm_set1_ps(float(step16));
+        uint32_t i = 0;
+        for (; i + 4 <= frames; i += 4, p += 16) {
+            // Each 32-bit lane holds one frame: left in its low half.
+            __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            __m128i l = _mm_srai_epi32(_mm_slli_epi32(v, 16), 16), r = _mm_srai_epi32(v, 16);
+            _mm_storeu_ps(left + i, _mm_mul_ps(_mm_cvtepi32_ps(l), step));
+            _mm_storeu_ps(right + i, _mm_mul_ps(_mm_cvtepi32_ps(r), step));
+        }
+        return i;
+    }
+    // roundSample and the clamp, for products that are floats: a float lies
+    // inside roundSample's range exactly when it lies in [-2^31, 2^31], and
+    // clamping to the 16-bit codes before rounding gives what rounding first
+    // gives, since the codes' limits are whole numbers.
+    static __m128i encode(__m128 x) {
+        __m128 scaled = _mm_mul_ps(x, _mm_set1_ps(float(scale16)));
+        __m128 inRange = _mm_and_ps(_mm_cmpge_ps(scaled, _mm_set1_ps(-2147483648.0f)),
+                                    _mm_cmple_ps(scaled, _mm_set1_ps(2147483648.0f))); // false for NaN
+        __m128 clamped = _mm_min_ps(_mm_max_ps(scaled, _mm_set1_ps(-32768.0f)), _mm_set1_ps(32767.0f));
+        __m128i truncated = _mm_cvttps_epi32(clamped);
+        __m128 fraction = _mm_sub_ps(clamped, _mm_cvtepi32_ps(truncated)); // exact
+        // A true comparison is all ones, -1 as an integer.
+        __m128i up = _mm_castps_si128(_mm_cmpge_ps(fraction, _mm_set1_ps(0.5f)));
+        __m128i down = _mm_castps_si128(_mm_cmple_ps(fraction, _mm_set1_ps(-0.5f)));
+        __m128i rounded = _mm_add_epi32(_mm_sub_epi32(truncated, up), down);
+        return _mm_and_si128(rounded, _mm_castps_si128(inRange));
+    }
+    static uint32_t out(const float* left, const float* right, unsigned char* p, uint32_t frames) {
+        uint32_t i = 0;
+        for (; i + 4 <= frames; i += 4, p += 16) {
+            __m128i l = encode(_mm_loadu_ps(left + i)), r = encode(_mm_loadu_ps(right + i));
+            __m128i codes = _mm_packs_epi32(_mm_unpacklo_epi32(l, r), _mm_unpackhi_epi32(l, r));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), codes);
+        }
+        return i;
+    }
+};
+#endif
+
 // Channel by channel, so that the inner loop writes one plane in order.
 template <class C, class T> void toPlanes(T* const* planes, uint32_t channels, const void* bytes, uint32_t frames) {
     const size_t stride = size_t(channels) * C::size;
+    const uint32_t done =
+        channels == 2 ? Stereo<C, T>::in(planes[0], planes[1], static_cast<const unsigned char*>(bytes), frames) : 0;
     for (uint32_t c = 0; c < channels; ++c) {
         T* plane = planes[c];
-        const unsigned char* p = static_cast<const unsigned char*>(bytes) + size_t(c) * C::size;
-        for (uint32_t i = 0; i < frames; ++i, p += stride)
+        const unsigned char* p = static_cast<const unsigned char*>(bytes) + done * stride + size_t(c) * C::size;
+        for (uint32_t i = done; i < frames; ++i, p += stride)
             plane[i] = C::template read<T>(p);
     }
 }
 
 template <class C, class T> void fromPlanes(const T* const* planes, uint32_t channels, void* bytes, uint32_t frames) {
     const size_t stride = size_t(channels) * C::size;
+    const uint32_t done =
+        channels == 2 ? Stereo<C, T>::out(planes[0], planes[1], static_cast<unsigned char*>(bytes), frames) : 0;
     for (uint32_t c = 0; c < channels; ++c) {
         const T* plane = planes[c];
-        unsigned char* p = static_cast<unsigned char*>(bytes) + size_t(c) * C::size;
-        for (uint32_t i = 0; i < frames; ++i, p += stride)
+        unsigned char* p = static_cast<unsigned char*>(bytes) + done * stride + size_t(c) * C::size;
+        for (uint32_t i = done; i < frames; ++i, p += stride)
             C::template write<T>(p, plane[i]);
     }
 }

@@ -158,4 +158,53 @@ TYPED_TEST(FmtConverter2Test, IntegerCodesSurviveARoundTrip) {
     }
 }
 
+// Stereo has a path of its own, four frames at a time: it must give what one
+// channel at a time gives, for every encoding, edge values and tails
+// included.
+TYPED_TEST(FmtConverter2Test, StereoMatchesOneChannelAtATime) {
+    typedef TypeParam T;
+    const double edges[] = {0.0, -0.0, 1.0, -1.0, 2.0, -2.0, nan, -nan, inf, -inf, 0.5 / 32768, -0.5 / 32768,
+                            1.5 / 32768, -1.5 / 32768, 32767.5 / 32768, -32768.5 / 32768, std::ldexp(1.0, 16),
+                            -std::ldexp(1.0, 16), std::ldexp(1.0, 40), 1e-30, 0.49999997 / 32768};
+    std::vector<T> values;
+    for (double v : edges)
+        values.push_back(T(v));
+    uint32_t noise = 12345;
+    while (values.size() < 2 * 512) {
+        noise = noise * 1103515245u + 12345u;
+        values.push_back(T(int32_t(noise) / 1073741824.0)); // -2 to 2
+    }
+    for (const Encoding* e : {&u8, &s16, &s24, &s32, &f32, &f64})
+        for (uint32_t frames : {1u, 3u, 4u, 7u, 13u, 512u}) {
+            FmtConverter2<T> stereo, mono;
+            ASSERT_TRUE(stereo.setup(2, 2, e->bits, e->isFloat) && mono.setup(1, 1, e->bits, e->isFloat));
+            const size_t size = e->size();
+            Bytes both(2 * frames * size + 1), one(frames * size);
+            for (uint32_t i = 0; i < frames; ++i) {
+                stereo.planesOut()[0][i] = values[i];
+                stereo.planesOut()[1][i] = values[values.size() - 1 - i];
+            }
+            stereo.outputConversion(both.data() + 1, frames);
+            for (uint32_t c = 0; c < 2; ++c) {
+                std::copy(stereo.planesOut()[c], stereo.planesOut()[c] + frames, mono.planesOut()[0]);
+                mono.outputConversion(one.data(), frames);
+                for (uint32_t i = 0; i < frames; ++i)
+                    ASSERT_TRUE(std::equal(one.begin() + i * size, one.begin() + (i + 1) * size,
+                                           both.begin() + 1 + (2 * i + c) * size))
+                        << caseName<T>(*e, "output, channel " + std::to_string(c) + ", frame " + std::to_string(i) +
+                                               " of " + std::to_string(frames));
+            }
+            stereo.inputConversion(both.data() + 1, frames);
+            for (uint32_t c = 0; c < 2; ++c) {
+                for (uint32_t i = 0; i < frames; ++i)
+                    std::copy(both.begin() + 1 + (2 * i + c) * size, both.begin() + 1 + (2 * i + c + 1) * size,
+                              one.begin() + i * size);
+                mono.inputConversion(one.data(), frames);
+                EXPECT_EQ(std::memcmp(mono.planesIn()[0], stereo.planesIn()[c], frames * sizeof(T)), 0)
+                    << caseName<T>(*e, "input, channel " + std::to_string(c) + ", " + std::to_string(frames) +
+                                           " frames");
+            }
+        }
+}
+
 } // namespace

@@ -23,14 +23,14 @@ struct MemoryReader : Qz::fileReader {
     std::string bytes;
     bool failAtEnd = false;
     size_t position = 0, abortAt = 0;
-    void* abort = nullptr;
+    Qz::abortEvent* abort = nullptr;
     uint64_t read(void* buffer, uint64_t size) override {
         if (failAtEnd && position == bytes.size())
             throw Qz::file_access_error();
         size_t n = std::min(size_t(size), bytes.size() - position);
         std::copy_n(bytes.data() + position, n, static_cast<char*>(buffer));
         if ((position += n) == abortAt)
-            SetEvent(abort);
+            abort->set();
         return n;
     }
 };
@@ -89,7 +89,7 @@ TEST(LiveLoop, WhatReachesThePluginAndHowTheLoopEnds) {
             // event. Waited for, not joined: a join is an abort.
             Qz::workerThread worker("", Qz::workerThread::withAbortEvent);
             worker.abort.emplace(Qz::abortEvent::create()); // start keeps it
-            input->abort = worker.abort->handle;
+            input->abort = &*worker.abort;
             worker.start([&] { liveLoop(globals); }, THREAD_PRIORITY_NORMAL);
         }
         std::string printed = testing::internal::GetCapturedStderr();

@@ -13,10 +13,12 @@ bool isSignalled(void* handle) { return handle && WaitForSingleObject(static_cas
 
 } // namespace
 
+bool waitable::signalled() { return isSignalled(handle); }
+
 waitable* currentAbortBinding() { return binding; }
 
 abortScope::abortScope(waitable& event) : previous(binding) {
-    if (isSignalled(event.handle))
+    if (event.signalled())
         throw user_abort();
     binding = &event;
 }
@@ -24,7 +26,7 @@ abortScope::abortScope(waitable& event) : previous(binding) {
 abortScope::~abortScope() { binding = previous; }
 
 void abortCheck() {
-    if (binding && isSignalled(binding->handle))
+    if (binding && binding->signalled())
         throw user_abort();
 }
 
@@ -33,6 +35,6 @@ void abortCheck(void* eventHandle) {
         throw user_abort();
 }
 
-bool abortSignalled() { return binding && isSignalled(binding->handle); }
+bool abortSignalled() { return binding && binding->signalled(); }
 
 } // namespace Qz

@@ -12,6 +12,9 @@ public:
     // Asked after the system reported `handle` as signalled; false means the
     // wake was not a real one and the wait goes on.
     virtual bool confirm() = 0;
+    // Whether the handle is signalled right now. Asks the system; a kind
+    // that knows without asking answers itself.
+    virtual bool signalled();
 
     void* handle = nullptr; // a Win32 waitable handle
 

@@ -25,7 +25,8 @@ void abortEvent::closeOwned() noexcept {
     handle = nullptr;
 }
 
-abortEvent::abortEvent(abortEvent&& other) noexcept : waitable(other), borrowed(other.borrowed) {
+abortEvent::abortEvent(abortEvent&& other) noexcept
+    : waitable(other), borrowed(other.borrowed), raised(other.raised.load()) {
     other.handle = nullptr;
 }
 
@@ -34,10 +35,23 @@ abortEvent& abortEvent::operator=(abortEvent&& other) noexcept {
         closeOwned();
         handle = other.handle;
         borrowed = other.borrowed;
+        raised = other.raised.load();
         other.handle = nullptr;
     }
     return *this;
 }
+
+void abortEvent::set() {
+    raised = true;
+    SetEvent(static_cast<HANDLE>(handle));
+}
+
+void abortEvent::reset() {
+    ResetEvent(static_cast<HANDLE>(handle));
+    raised = false;
+}
+
+bool abortEvent::signalled() { return borrowed ? waitable::signalled() : raised.load(); }
 
 abortEvent abortEvent::create() {
     SetLastError(0);
@@ -80,7 +94,7 @@ workerThread::workerThread(std::string name, uint32_t flags) : name(std::move(na
 
 workerThread::~workerThread() {
     if ((flags & abortOnDestroy) && abort)
-        SetEvent(static_cast<HANDLE>(abort->handle));
+        abort->set();
     waitForThread();
 }
 
@@ -92,7 +106,7 @@ void workerThread::start(std::function<void()> body, int priority) {
     else if (!abort)
         abort.emplace(abortEvent::create());
     else
-        ResetEvent(static_cast<HANDLE>(abort->handle));
+        abort->reset();
 
     auto block = std::make_unique<threadStart>(threadStart{std::move(body), this});
     // Suspended, so that the priority holds from the thread's first
@@ -116,7 +130,7 @@ void workerThread::start(std::function<void()> body, int priority) {
 
 void workerThread::join() {
     if (abort)
-        SetEvent(static_cast<HANDLE>(abort->handle));
+        abort->set();
     waitForThread();
 }
 

@@ -4,6 +4,7 @@
 // signals it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -32,10 +33,19 @@ public:
 
     bool confirm() override { return true; }
 
+    // The owner signals and resets through these, never on the handle
+    // itself: an owned event remembers its state, so that the checks of a
+    // busy worker (one per read) need not ask the system, which under Wine
+    // is a round trip to its server every time. A borrowed one is asked.
+    void set();
+    void reset();
+    bool signalled() override;
+
     bool borrowed = false; // the handle belongs to somebody else
 
 private:
     void closeOwned() noexcept;
+    std::atomic<bool> raised{false};
 };
 
 // One thread at a time, started and joined by its owner. The object itself

@@ -1,0 +1,268 @@
+#!/usr/bin/env python3
+"""Times Windows programs under Wine for the benchmarks in this folder.
+
+Every case runs as a whole process, as a parent would start it, and the
+cases of one comparison run interleaved, in a new order each round, so that
+a drift of the machine hits all of them alike. A result is the median of the
+rounds with its spread (lowest and highest), so that a noisy machine shows
+as noise and not as a result. Peak memory is the process's peak resident
+set, read from wait4 when it ends (under Wine the Windows process is the
+Unix process that the wine command becomes).
+
+  measure.py startup <bin folder> [rounds]
+  measure.py throughput <bin folder> [seconds of audio] [rounds]
+
+The caller has started a persistent wineserver in WINEPREFIX (bench/startup
+and bench/throughput do, through scripts/lib.sh).
+"""
+import os
+import random
+import statistics
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+RATE, CHANNELS = 44100, 2
+# A process that has just ended still has Wine clean-up running for a few
+# tens of milliseconds; a run that starts then pays for it.
+SETTLE_SECONDS = 0.2
+
+
+def winpath(path):
+    return "Z:" + os.path.abspath(path).replace("/", "\\")
+
+
+class Desktop:
+    """Keeps Wine's desktop process alive while the benchmark runs.
+
+    On Windows the desktop always exists. Wine starts it for the first
+    process with a message queue and stops it a second after the last one
+    ends, so without this every run, the baselines' included, would pay for
+    starting it, or not, depending on how close it came to the one before."""
+
+    def __init__(self, bin_dir):
+        self.process = subprocess.Popen(["wine", os.path.join(bin_dir, "bench_desktop.exe")],
+                                        stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
+        time.sleep(1.0)
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+class Result:
+    def __init__(self, label):
+        self.label, self.seconds, self.peak_kib = label, [], []
+
+    def median(self):
+        return statistics.median(self.seconds)
+
+    def spread(self):
+        return "%.1f-%.1f ms" % (min(self.seconds) * 1000, max(self.seconds) * 1000)
+
+    def peak_mib(self):
+        return statistics.median(self.peak_kib) / 1024
+
+
+def run_once(command, stdin_path):
+    time.sleep(SETTLE_SECONDS)
+    with open(stdin_path or os.devnull, "rb") as stdin:
+        start = time.perf_counter()
+        process = subprocess.Popen(command, stdin=stdin, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        stderr = process.stderr.read()
+        _, status, usage = os.wait4(process.pid, 0)
+        elapsed = time.perf_counter() - start
+    process.returncode = 0  # reaped above
+    if status != 0:
+        raise SystemExit("failed (status %d): %s\n%s" % (status, " ".join(command), stderr.decode(errors="replace")))
+    return elapsed, usage.ru_maxrss
+
+
+def measure(cases, rounds):
+    """cases: {label: (command, stdin path or None)}; returns {label: Result}."""
+    results = {label: Result(label) for label in cases}
+    order = list(cases)
+    shuffle = random.Random(1)
+    for _ in range(rounds):
+        shuffle.shuffle(order)
+        for label in order:
+            seconds, peak = run_once(*cases[label])
+            results[label].seconds.append(seconds)
+            results[label].peak_kib.append(peak)
+    return results
+
+
+def le32(*values):
+    return struct.pack("<%dI" % len(values), *values)
+
+
+def write_inputs(folder, seconds):
+    """Noise, so that nothing is special about the bytes, as a plain stream
+    and as chunked messages of one second each with a format and a drain.
+    Written a second at a time: the processes started later inherit this
+    one's peak memory as the floor of theirs."""
+    files = {}
+    for bits, tag in ((16, 1), (32, 3)):
+        second = RATE * CHANNELS * bits // 8
+        plain = os.path.join(folder, "plain%d.raw" % bits)
+        chunked = os.path.join(folder, "chunked%d.msg" % bits)
+        live = os.path.join(folder, "live%d.msg" % bits)
+        with open(plain, "wb") as plain_out, open(chunked, "wb") as out, open(live, "wb") as live_out:
+            head = le32(3, 20, RATE, CHANNELS, tag, CHANNELS, tag)
+            out.write(head)
+            live_out.write(head)
+            for _ in range(seconds):
+                audio = os.urandom(second)
+                plain_out.write(audio)
+                out.write(le32(1, second) + audio)
+                live_out.write(le32(1, second) + audio)  # the live loop knows no drain
+            out.write(le32(4, 0))
+        files[bits] = (plain, chunked, live)
+    return files
+
+
+def ratio_line(label, numerator, denominator, note):
+    print("%-44s %.2f   (%s)" % (label, numerator.median() / denominator.median(), note))
+
+
+def print_results(results):
+    for result in results.values():
+        print("  %-42s median %8.1f ms  spread %-20s peak %5.1f MiB" %
+              (result.label, result.median() * 1000, result.spread(), result.peak_mib()))
+
+
+def startup(bin_dir, rounds):
+    plugins = {"VST 2": winpath(os.path.join(bin_dir, "plugins", "fx_effect.dll")),
+               "VST 3": winpath(os.path.join(bin_dir, "plugins", "fx3_gain.vst3"))}
+    fxhost, baseline = os.path.join(bin_dir, "fxhost.exe"), os.path.join(bin_dir, "bench_baseline.exe")
+    cases = {"trivial program": (["wine", os.path.join(bin_dir, "bench_trivial.exe")], None)}
+    for kind, plugin in plugins.items():
+        cases["fxhost test, " + kind] = (["wine", fxhost, "test", "--vst", plugin], None)
+        cases["start-up baseline, " + kind] = (["wine", baseline, "startup", plugin], None)
+    print("start-up: %d interleaved rounds" % rounds)
+    results = measure(cases, rounds)
+    print_results(results)
+    for kind in plugins:
+        ratio_line("fxhost test / start-up baseline, " + kind, results["fxhost test, " + kind],
+                   results["start-up baseline, " + kind], "aim: 1.1 or less")
+    return results
+
+
+def throughput(bin_dir, seconds, rounds):
+    plugins = {"VST 2": (winpath(os.path.join(bin_dir, "plugins", "fx_effect.dll")), "2"),
+               "VST 3": (winpath(os.path.join(bin_dir, "plugins", "fx3_gain.vst3")), "3")}
+    fxhost, baseline = os.path.join(bin_dir, "fxhost.exe"), os.path.join(bin_dir, "bench_baseline.exe")
+    folder = tempfile.mkdtemp(prefix="fxhost-bench.")
+    files = write_inputs(folder, seconds)
+    print("throughput: %d s of %d Hz %d-channel audio, %d interleaved rounds; each run is a whole process"
+          % (seconds, RATE, CHANNELS, rounds))
+    all_results = {}
+    for bits, tag in ((16, 1), (32, 3)):
+        plain, chunked, _ = files[bits]
+        frame = CHANNELS * bits // 8
+        cases = {}
+        for kind, (plugin, version) in plugins.items():
+            common = ["wine", fxhost, "process", "--vst", plugin, "--vst-version", version,
+                      "--bits", str(bits), "--formattag", str(tag)]
+            cases["plain %d-bit, fxhost, %s" % (bits, kind)] = (
+                common + ["--rate", str(RATE), "--channels", str(CHANNELS)], plain)
+            cases["chunked %d-bit, fxhost, %s" % (bits, kind)] = (common + ["--protocol", "chunked"], chunked)
+            cases["plain %d-bit, baseline, %s" % (bits, kind)] = (
+                ["wine", baseline, "plain", plugin, str(512 * frame), str(512 * frame)], plain)
+            cases["chunked %d-bit, baseline, %s" % (bits, kind)] = (
+                ["wine", baseline, "chunked", plugin, str(frame), str(frame)], chunked)
+        results = measure(cases, rounds)
+        print_results(results)
+        all_results.update(results)
+    print("ratios (baseline time / fxhost time; VST 2 time / VST 3 time):")
+    for bits in (16, 32):
+        for protocol in ("plain", "chunked"):
+            for kind in plugins:
+                head = "%s %d-bit, " % (protocol, bits)
+                ratio_line(head + "fxhost / baseline, " + kind, all_results[head + "baseline, " + kind],
+                           all_results[head + "fxhost, " + kind], "aim: 0.9 or more")
+            ratio_line(head + "VST 3 / VST 2", all_results[head + "fxhost, VST 2"],
+                       all_results[head + "fxhost, VST 3"], "aim: 0.95 or more")
+    startup_peak = measure({"start-up baseline": (["wine", baseline, "startup", plugins["VST 2"][0]], None)}, rounds)
+    base_mib = startup_peak["start-up baseline"].peak_mib()
+    print("peak memory against the start-up baseline's %.1f MiB (aim: within 8 MiB):" % base_mib)
+    for result in all_results.values():
+        if ", fxhost, " in result.label:
+            print("  %-42s %+5.1f MiB" % (result.label, result.peak_mib() - base_mib))
+
+    # The live loop: float messages through a plug-in with parameters and
+    # no editor, so that the generic dialog is open throughout (the stream's
+    # end closes it), against process on the same messages. The window costs
+    # a fixed time to open and close (about 25 ms under Wine, most of it the
+    # common controls and Wine's per-window work), which the one-block pair
+    # shows; the throughput pair runs ten times the audio above, so that
+    # what it compares is the audio with the window open.
+    plugin = plugins["VST 2"][0]
+    long_live = os.path.join(folder, "live32-long.msg")
+    one_block = os.path.join(folder, "live32-block.msg")
+    second = RATE * CHANNELS * 4
+    with open(long_live, "wb") as out:
+        out.write(le32(3, 20, RATE, CHANNELS, 3, CHANNELS, 3))
+        audio = os.urandom(second)
+        for _ in range(10 * seconds):
+            out.write(le32(1, second) + audio)
+    with open(one_block, "wb") as out:
+        out.write(le32(3, 20, RATE, CHANNELS, 3, CHANNELS, 3) + le32(1, 512 * CHANNELS * 4) + os.urandom(512 * CHANNELS * 4))
+    common = ["--vst", plugin, "--vst-version", "2", "--bits", "32", "--formattag", "3"]
+    process = ["wine", fxhost, "process"] + common + ["--protocol", "chunked"]
+    live = ["wine", fxhost, "configure-live"] + common
+    results = measure({"process --protocol chunked, one block": (process, one_block),
+                       "configure-live, one block": (live, one_block),
+                       "process --protocol chunked, %d s" % (10 * seconds): (process, long_live),
+                       "configure-live, %d s" % (10 * seconds): (live, long_live)}, rounds)
+    print_results(results)
+    print("%-44s %+.1f ms" % ("the window's fixed cost",
+                              (results["configure-live, one block"].median() -
+                               results["process --protocol chunked, one block"].median()) * 1000))
+    ratio_line("configure-live / process, %d s" % (10 * seconds),
+               results["process --protocol chunked, %d s" % (10 * seconds)],
+               results["configure-live, %d s" % (10 * seconds)], "aim: 0.9 or more")
+
+    # The HTTP client: the plain float stream from a loopback http:// URL
+    # against the same bytes from a local file.
+    server = subprocess.Popen([sys.executable, os.path.join(os.path.dirname(__file__), "..", "tests", "servers",
+                                                            "http_server.py"),
+                               "--root", folder, "--port-file", os.path.join(folder, "port")],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        port_file = os.path.join(folder, "port")
+        while not os.path.exists(port_file) or not open(port_file).read().strip():
+            time.sleep(0.1)
+        url = "http://127.0.0.1:%s/file/plain32.raw" % open(port_file).read().strip()
+        common = ["wine", fxhost, "process", "--vst", plugin, "--vst-version", "2", "--bits", "32",
+                  "--formattag", "3", "--rate", str(RATE), "--channels", str(CHANNELS),
+                  "--output", winpath(os.path.join(folder, "out.raw"))]
+        results = measure({"--input file": (common + ["--input", winpath(files[32][0])], None),
+                           "--input http://127.0.0.1": (common + ["--input", url], None)}, rounds)
+        print_results(results)
+        ratio_line("http / file", results["--input file"], results["--input http://127.0.0.1"], "aim: 0.8 or more")
+    finally:
+        server.kill()
+        server.wait()
+    subprocess.run(["rm", "-rf", folder])
+
+
+def main(argv):
+    if len(argv) < 3 or argv[1] not in ("startup", "throughput"):
+        raise SystemExit(__doc__)
+    bin_dir = argv[2]
+    desktop = Desktop(bin_dir)
+    try:
+        if argv[1] == "startup":
+            startup(bin_dir, int(argv[3]) if len(argv) > 3 else 15)
+        else:
+            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 5)
+    finally:
+        desktop.close()
+
+
+if __name__ == "__main__":
+    main(sys.argv)
