@@ -7,7 +7,8 @@
 // plug-in's folder as working directory, loading its module, the idle timer,
 // and one pump of pending messages. plain then pumps, reads one block and
 // writes one block per block; chunked reads each message's two header words
-// and payload, writes one 512-frame slice at a time, then the 4-byte reply.
+// and payload, writes one 512-frame slice at a time, then the 4-byte reply
+// (and answers a format as asked and a drain with an empty tail).
 // No conversion and no plug-in call: the bytes go out as they came in.
 #include <cstdint>
 #include <cstdlib>
@@ -73,8 +74,10 @@ int plain(size_t inBlock, size_t outBlock) {
     for (;;) {
         pump();
         size_t got = readFully(in.data(), in.size());
-        if (got == 0)
+        if (got == 0) {
+            pump();  // before the tail, which a pass-through plug-in does not have
             return 0;
+        }
         std::memcpy(out.data(), in.data(), got < outBlock ? got : outBlock);
         size_t frames = got / (inBlock / 512);
         if (!writeAll(out.data(), frames * (outBlock / 512)))
@@ -94,6 +97,9 @@ int chunked(size_t inFrame, size_t outFrame) {
         if (size && readFully(payload.data(), size) < size)
             return 1;
         if (command == 3 && !writeAll(payload.data(), 20))  // the format, answered as asked
+            return 1;
+        const uint32_t noTail = 0;  // a pass-through plug-in has none
+        if (command == 4 && !writeAll(reinterpret_cast<const char*>(&noTail), 4))
             return 1;
         if (command != 1)
             continue;

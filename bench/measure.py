@@ -81,17 +81,24 @@ def run_once(command, stdin_path):
     return elapsed, usage.ru_maxrss
 
 
-def measure(cases, rounds):
-    """cases: {label: (command, stdin path or None)}; returns {label: Result}."""
+def measure(cases, rounds, pair_of=lambda label: label):
+    """cases: {label: (command, stdin path or None)}; returns {label: Result}.
+    Cases with the same pair_of(label) run one right after the other, in a
+    new order each round, so that the runs a ratio compares are close."""
     results = {label: Result(label) for label in cases}
-    order = list(cases)
+    groups = {}
+    for label in cases:
+        groups.setdefault(pair_of(label), []).append(label)
+    groups = list(groups.values())
     shuffle = random.Random(1)
     for _ in range(rounds):
-        shuffle.shuffle(order)
-        for label in order:
-            seconds, peak = run_once(*cases[label])
-            results[label].seconds.append(seconds)
-            results[label].peak_kib.append(peak)
+        shuffle.shuffle(groups)
+        for group in groups:
+            shuffle.shuffle(group)
+            for label in group:
+                seconds, peak = run_once(*cases[label])
+                results[label].seconds.append(seconds)
+                results[label].peak_kib.append(peak)
     return results
 
 
@@ -125,7 +132,11 @@ def write_inputs(folder, seconds):
 
 
 def ratio_line(label, numerator, denominator, note):
-    print("%-44s %.2f   (%s)" % (label, numerator.median() / denominator.median(), note))
+    """The median of the rounds' own ratios: the two runs of a round ran
+    close together, so a drift of the machine cancels out of each."""
+    ratios = sorted(n / d for n, d in zip(numerator.seconds, denominator.seconds))
+    print("%-44s %.2f   spread %.2f-%.2f   (%s)" %
+          (label, statistics.median(ratios), ratios[0], ratios[-1], note))
 
 
 def print_results(results):
@@ -143,7 +154,7 @@ def startup(bin_dir, rounds):
         cases["fxhost test, " + kind] = (["wine", fxhost, "test", "--vst", plugin], None)
         cases["start-up baseline, " + kind] = (["wine", baseline, "startup", plugin], None)
     print("start-up: %d interleaved rounds" % rounds)
-    results = measure(cases, rounds)
+    results = measure(cases, rounds, lambda label: label.split(", ")[-1])
     print_results(results)
     for kind in plugins:
         ratio_line("fxhost test / start-up baseline, " + kind, results["fxhost test, " + kind],
@@ -174,7 +185,8 @@ def throughput(bin_dir, seconds, rounds):
                 ["wine", baseline, "plain", plugin, str(512 * frame), str(512 * frame)], plain)
             cases["chunked %d-bit, baseline, %s" % (bits, kind)] = (
                 ["wine", baseline, "chunked", plugin, str(frame), str(frame)], chunked)
-        results = measure(cases, rounds)
+        # "plain 16-bit, fxhost, VST 2" pairs with "plain 16-bit, baseline, VST 2".
+        results = measure(cases, rounds, lambda label: label.replace("fxhost", "baseline"))
         print_results(results)
         all_results.update(results)
     print("ratios (baseline time / fxhost time; VST 2 time / VST 3 time):")
@@ -218,7 +230,7 @@ def throughput(bin_dir, seconds, rounds):
         cases["process --protocol chunked, " + label] = (
             ["wine", fxhost, "process"] + common + ["--protocol", "chunked"], path)
         cases["configure-live, " + label] = (["wine", fxhost, "configure-live"] + common, path)
-    results = measure(cases, rounds)
+    results = measure(cases, rounds, lambda label: label.split(", ")[-1])
     print_results(results)
     fixed = results["configure-live, one block"].median() - results["process --protocol chunked, one block"].median()
     print("%-44s %+.1f ms" % ("the window's fixed cost (one block)", fixed * 1000))
@@ -258,9 +270,9 @@ def main(argv):
     desktop = Desktop(bin_dir)
     try:
         if argv[1] == "startup":
-            startup(bin_dir, int(argv[3]) if len(argv) > 3 else 15)
+            startup(bin_dir, int(argv[3]) if len(argv) > 3 else 21)
         else:
-            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 5)
+            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 9)
     finally:
         desktop.close()
 
