@@ -1,5 +1,5 @@
 // The --data file against an in-process stand-in plug-in and real files:
-// when it is written and when left alone, and the size limit on reading.
+// the size limit on reading.
 
 #include <gtest/gtest.h>
 
@@ -11,19 +11,16 @@
 
 namespace {
 
-// A plug-in that keeps its settings as a chunk the test controls, opened on
-// globals whose --data file is `file`.
+// A plug-in with an editor (so that it takes settings) that keeps them as a
+// chunk, opened on globals whose --data file is `file`. When the file is
+// written is the editors' end-to-end tests'.
 struct ChunkPlugin {
     FakePlugin plugin{effFlagsCanReplacing | effFlagsProgramChunks | effFlagsHasEditor};
-    std::string chunk = "state one", received;
+    std::string received;
     VSTGlobals globals;
 
     explicit ChunkPlugin(const std::wstring& file) {
         plugin.answer = [this](VstInt32 opcode, VstInt32, VstIntPtr value, void* ptr, float) -> VstIntPtr {
-            if (opcode == effGetChunk) {
-                *static_cast<void**>(ptr) = &chunk[0];
-                return VstIntPtr(chunk.size());
-            }
             if (opcode == effSetChunk)
                 received.assign(static_cast<const char*>(ptr), size_t(value));
             return 0;
@@ -33,20 +30,6 @@ struct ChunkPlugin {
         globals.dataPath = narrow(file);
     }
 };
-
-TEST(SaveSettings, WritesOnlyWhatChanged) {
-    ScopedTempFolder folder;
-    const std::wstring file = folder.path() + L"data.bin";
-    ChunkPlugin p(file);
-    p.globals.saveSettings();
-    EXPECT_EQ(readWholeFile(file), "state one");
-    writeWholeFile(file, "changed behind our back");
-    p.globals.saveSettings();
-    EXPECT_EQ(readWholeFile(file), "changed behind our back") << "an unchanged blob is not written again";
-    p.chunk = "state two";
-    p.globals.saveSettings();
-    EXPECT_EQ(readWholeFile(file), "state two");
-}
 
 TEST(LoadSettings, SizesThatAreRead) {
     struct Case {

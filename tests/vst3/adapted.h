@@ -17,7 +17,6 @@ struct Host {
     Lines calls;
     std::vector<VstMidiEvent> events;
     VstIntPtr sizeWindowAnswer = 1;
-    const char* product = nullptr; // null: audioMasterGetProductString is refused
 };
 inline Host* host = nullptr;
 
@@ -39,11 +38,6 @@ inline VstIntPtr VSTCALLBACK hostCallback(AEffect*, VstInt32 opcode, VstInt32 in
     case audioMasterSizeWindow:
         host->calls.push_back("sizeWindow " + std::to_string(index) + " " + std::to_string(value));
         return host->sizeWindowAnswer;
-    case audioMasterGetProductString:
-        if (!host->product)
-            return 0;
-        std::strcpy(static_cast<char*>(ptr), host->product);
-        return 1;
     default:
         return 0;
     }

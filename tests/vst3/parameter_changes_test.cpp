@@ -1,16 +1,13 @@
 // Parameter queues and the single-reader rings that carry changes between
 // threads: point order and replacement at one offset, reuse without
-// allocating on the audio thread, the full-ring rule, and one writer against
-// one reader. The moves between rings and a block's queues are the
-// adapter's tests'.
+// allocating on the audio thread, and the full-ring rule. The moves between
+// rings and a block's queues are the adapter's tests'.
 
 #include "vst3/parameter_changes.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "../stream/counting_allocator.h"
@@ -130,28 +127,4 @@ TEST(ParameterChangeTransfer, AFullRingKeepsWhatItHolds) {
     ParameterChangeTransfer none;
     add(none, 1);
     EXPECT_EQ(drain(none), std::vector<ParamID>()) << "a ring of no size takes nothing";
-}
-
-// The reader sees changes in the order written, each whole.
-TEST(ParameterChangeTransfer, OneWriterAndOneReaderWithoutALock) {
-    ParameterChangeTransfer transfer(64);
-    const ParamID last = 200000;
-    std::atomic<bool> done(false);
-    std::thread writer([&] {
-        for (ParamID id = 1; id <= last; ++id)
-            transfer.addChange(id, id / 10.0, int32(id));
-        done = true;
-    });
-    ParamID previous = 0;
-    long outOfOrder = 0;
-    for (bool finished = false; !finished;) {
-        finished = done.load();
-        for (ParamID id : drain(transfer)) {
-            outOfOrder += id <= previous;
-            previous = id;
-        }
-    }
-    writer.join();
-    EXPECT_EQ(outOfOrder, 0);
-    EXPECT_GT(previous, 0u);
 }

@@ -298,10 +298,6 @@ TEST(Vst3Adapter, AFailedInitializeIsUndoneAndRefused) {
     EXPECT_EQ(a.plugin->references, 1) << "nothing of the plug-in is kept";
 }
 
-} // namespace
-
-namespace {
-
 TEST(Vst3Adapter, HostServicesThePlugInMayAskFor) {
     Adapted a;
     ASSERT_TRUE(a.create());
@@ -335,16 +331,6 @@ TEST(Vst3Adapter, HostServicesThePlugInMayAskFor) {
         static_cast<FUnknown*>(answer)->release();
         EXPECT_EQ(made->release(), 0u) << row.name << ": the caller holds the one reference";
     }
-
-    // The host's product name, or nothing at all from a host that has none.
-    String128 name;
-    for (TChar& unit : name)
-        unit = 'x';
-    EXPECT_EQ(a.adapter->getName(name), kResultFalse);
-    EXPECT_EQ(name[0], 'x') << "left alone";
-    a.calls.product = "Tonewell VST Adapter";
-    EXPECT_EQ(a.adapter->getName(name), kResultOk);
-    EXPECT_EQ(std::u16string(reinterpret_cast<char16_t*>(name)), u"Tonewell VST Adapter");
 }
 
 } // namespace

@@ -56,11 +56,4 @@ TEST(RequestHead, LinesAndTheirOrderForEachRoute) {
     EXPECT_THROW(Qz::requestHeadText(ranged), Qz::invalid_input) << "the range belongs to the reader";
 }
 
-TEST(RequestHead, UserAgentHighestWeightFirst) {
-    EXPECT_EQ(Qz::userAgentText(), "") << "the program registers none";
-    Qz::registerUserAgent("low/1", 1);
-    Qz::registerUserAgent("high/2", 5);
-    EXPECT_EQ(Qz::userAgentText(), "high/2 low/1");
-}
-
 } // namespace
