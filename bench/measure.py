@@ -116,18 +116,14 @@ def write_inputs(folder, seconds):
         second = RATE * CHANNELS * bits // 8
         plain = os.path.join(folder, "plain%d.raw" % bits)
         chunked = os.path.join(folder, "chunked%d.msg" % bits)
-        live = os.path.join(folder, "live%d.msg" % bits)
-        with open(plain, "wb") as plain_out, open(chunked, "wb") as out, open(live, "wb") as live_out:
-            head = le32(3, 20, RATE, CHANNELS, tag, CHANNELS, tag)
-            out.write(head)
-            live_out.write(head)
+        with open(plain, "wb") as plain_out, open(chunked, "wb") as out:
+            out.write(le32(3, 20, RATE, CHANNELS, tag, CHANNELS, tag))
             for _ in range(seconds):
                 audio = os.urandom(second)
                 plain_out.write(audio)
                 out.write(le32(1, second) + audio)
-                live_out.write(le32(1, second) + audio)  # the live loop knows no drain
             out.write(le32(4, 0))
-        files[bits] = (plain, chunked, live)
+        files[bits] = (plain, chunked)
     return files
 
 
@@ -172,7 +168,7 @@ def throughput(bin_dir, seconds, rounds):
           % (seconds, RATE, CHANNELS, rounds))
     all_results = {}
     for bits, tag in ((16, 1), (32, 3)):
-        plain, chunked, _ = files[bits]
+        plain, chunked = files[bits]
         frame = CHANNELS * bits // 8
         cases = {}
         for kind, (plugin, version) in plugins.items():
