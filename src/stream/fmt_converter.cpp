@@ -208,20 +208,21 @@ template <> struct Stereo<Codec<short>, float> {
         return i;
     }
     // roundSample and the clamp, for products that are floats: a float lies
-    // inside roundSample's range exactly when it lies in [-2^31, 2^31], and
-    // clamping to the 16-bit codes before rounding gives what rounding first
-    // gives, since the codes' limits are whole numbers.
+    // inside roundSample's range exactly when its magnitude is at most 2^31,
+    // and clamping to the 16-bit codes before rounding gives what rounding
+    // first gives, since the codes' limits are whole numbers.
+    //
+    // The fraction left by truncation lies in (-1, 1), so truncating twice
+    // the fraction gives -1, 0 or 1 exactly when it reached a half, away
+    // from zero; every step is exact, whatever rounding mode a plug-in left.
     static __m128i encode(__m128 x) {
+        const __m128 sign = _mm_set1_ps(-0.0f);
         __m128 scaled = _mm_mul_ps(x, _mm_set1_ps(float(scale16)));
-        __m128 inRange = _mm_and_ps(_mm_cmpge_ps(scaled, _mm_set1_ps(-2147483648.0f)),
-                                    _mm_cmple_ps(scaled, _mm_set1_ps(2147483648.0f))); // false for NaN
+        __m128 inRange = _mm_cmple_ps(_mm_andnot_ps(sign, scaled), _mm_set1_ps(2147483648.0f)); // false for NaN
         __m128 clamped = _mm_min_ps(_mm_max_ps(scaled, _mm_set1_ps(-32768.0f)), _mm_set1_ps(32767.0f));
         __m128i truncated = _mm_cvttps_epi32(clamped);
-        __m128 fraction = _mm_sub_ps(clamped, _mm_cvtepi32_ps(truncated)); // exact
-        // A true comparison is all ones, -1 as an integer.
-        __m128i up = _mm_castps_si128(_mm_cmpge_ps(fraction, _mm_set1_ps(0.5f)));
-        __m128i down = _mm_castps_si128(_mm_cmple_ps(fraction, _mm_set1_ps(-0.5f)));
-        __m128i rounded = _mm_add_epi32(_mm_sub_epi32(truncated, up), down);
+        __m128 fraction = _mm_sub_ps(clamped, _mm_cvtepi32_ps(truncated));
+        __m128i rounded = _mm_add_epi32(truncated, _mm_cvttps_epi32(_mm_add_ps(fraction, fraction)));
         return _mm_and_si128(rounded, _mm_castps_si128(inRange));
     }
     static uint32_t out(const float* left, const float* right, unsigned char* p, uint32_t frames) {

@@ -165,7 +165,7 @@ TYPED_TEST(FmtConverter2Test, StereoMatchesOneChannelAtATime) {
     typedef TypeParam T;
     const double edges[] = {0.0, -0.0, 1.0, -1.0, 2.0, -2.0, nan, -nan, inf, -inf, 0.5 / 32768, -0.5 / 32768,
                             1.5 / 32768, -1.5 / 32768, 32767.5 / 32768, -32768.5 / 32768, std::ldexp(1.0, 16),
-                            -std::ldexp(1.0, 16), std::ldexp(1.0, 40), 1e-30, 0.49999997 / 32768};
+                            -std::ldexp(1.0, 16), std::ldexp(1.0, 40), 1e-30, 0.49999997 / 32768, 2.5 / 32768, -2.5 / 32768};
     std::vector<T> values;
     for (double v : edges)
         values.push_back(T(v));
