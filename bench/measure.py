@@ -25,9 +25,13 @@ import tempfile
 import time
 
 RATE, CHANNELS = 44100, 2
-# A process that has just ended still has Wine clean-up running for a few
-# tens of milliseconds; a run that starts then pays for it.
-SETTLE_SECONDS = 0.2
+# A process that has just ended leaves Wine clean-up running for a few
+# hundred milliseconds (longer after a long run), and a run that starts then
+# pays for it; a machine left idle for a second or more makes the next run
+# slower again (measured on a 2-core virtual machine: a run 0.2 s after the
+# last took about 5 ms longer than one 0.5 s after, and one 1 s after about
+# 15 ms longer).
+SETTLE_SECONDS = 0.5
 
 
 def winpath(path):
@@ -83,19 +87,23 @@ def run_once(command, stdin_path):
 
 def measure(cases, rounds, pair_of=lambda label: label):
     """cases: {label: (command, stdin path or None)}; returns {label: Result}.
-    Cases with the same pair_of(label) run one right after the other, in a
-    new order each round, so that the runs a ratio compares are close."""
+    Cases with the same pair_of(label) run one right after the other, so
+    that the runs a ratio compares are close. The groups come in a new
+    random order each round, and a new one each time the benchmark runs (a
+    fixed order once put the same case after the same slow one every time);
+    within a group the order turns round by round, so that each case of a
+    pair goes first equally often."""
     results = {label: Result(label) for label in cases}
     groups = {}
     for label in cases:
         groups.setdefault(pair_of(label), []).append(label)
     groups = list(groups.values())
-    shuffle = random.Random(1)
-    for _ in range(rounds):
+    shuffle = random.Random()
+    for round_number in range(rounds):
         shuffle.shuffle(groups)
         for group in groups:
-            shuffle.shuffle(group)
-            for label in group:
+            turn = round_number % len(group)
+            for label in group[turn:] + group[:turn]:
                 seconds, peak = run_once(*cases[label])
                 results[label].seconds.append(seconds)
                 results[label].peak_kib.append(peak)
@@ -268,7 +276,7 @@ def main(argv):
         if argv[1] == "startup":
             startup(bin_dir, int(argv[3]) if len(argv) > 3 else 21)
         else:
-            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 9)
+            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 15)
     finally:
         desktop.close()
 
