@@ -276,9 +276,9 @@ def main(argv):
     desktop = Desktop(bin_dir)
     try:
         if argv[1] == "startup":
-            startup(bin_dir, int(argv[3]) if len(argv) > 3 else 21)
+            startup(bin_dir, int(argv[3]) if len(argv) > 3 else 41)
         else:
-            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 15)
+            throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 31)
     finally:
         desktop.close()
 
