@@ -3,7 +3,7 @@
 #include "editor/generic_editor.h"
 #include "editor/vst2_editor.h"
 #include "editor/window_options.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/text/utf.h"
 #include "support/win32.h"
 

@@ -8,7 +8,7 @@
 #include "editor/parameter_choice.h"
 #include "editor/resource.h"
 #include "editor/window_options.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/text/utf.h"
 #include "support/win32.h"
 

@@ -5,7 +5,7 @@
 
 #include "editor/resource.h"
 #include "editor/window_options.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/thread/main_thread_queue.h"
 #include "support/win32.h"
 #include "vst3/vst3_adapter.h"

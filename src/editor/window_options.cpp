@@ -1,6 +1,6 @@
 #include "editor/window_options.h"
 
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 
 std::wstring& windowTitle() {
     static std::wstring title = L"VST Effect Configuration";

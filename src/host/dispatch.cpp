@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "editor/configure.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "stream/live_loop.h"
 #include "stream/stream_command.h"
 #include "support/error/error.h"
@@ -16,7 +16,7 @@
 #include "support/thread/message_pump.h"
 #include "support/thread/worker_thread.h"
 #include "support/win32.h"
-#include "vst3/open_module.h"
+#include "effect/open_module.h"
 
 namespace {
 

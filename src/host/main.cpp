@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "host/options.h"
-#include "host/vst_globals.h"
+#include "host/run.h"
 
 #include <objbase.h>
 

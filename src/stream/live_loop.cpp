@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "stream/stream_processor.h"
 #include "stream/stream_protocol.h"
 #include "support/thread/abort.h"

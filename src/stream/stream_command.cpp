@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "stream/stream_protocol.h"
 #include "support/error/error.h"
 #include "support/thread/message_pump.h"

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "host/vst_globals.h"
-#include "vst3/open_module.h"
+#include "run/vst_globals.h"
+#include "effect/open_module.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "stream/fmt_converter.h"
-#include "stream/stream_format.h"
+#include "request/stream_format.h"
 
 struct VSTGlobals;
 

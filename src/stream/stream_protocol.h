@@ -18,7 +18,7 @@ enum StreamCommand : uint32_t {
 // samples at 48 kHz is about 1.4 GiB; a parent sends far smaller pieces.)
 const uint32_t maxMessagePayload = 256u * 1024 * 1024;
 
-#include "stream/stream_format.h"
+#include "request/stream_format.h"
 
 inline uint32_t readLE32(const uint8_t* bytes) {
     return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 | uint32_t(bytes[3]) << 24;

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "../e2e/stream_bytes.h"
 #include "common/test_files.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/error/error.h"
 #include "support/thread/worker_thread.h"
 #include "support/win32.h"

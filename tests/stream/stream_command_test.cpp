@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "../vst2/fake_plugin.h"
+#include "../effect/fake_plugin.h"
 #include "common/test_files.h"
 #include "counting_allocator.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/file/file_win32.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "../vst2/fake_plugin.h"
+#include "../effect/fake_plugin.h"
 #include "counting_allocator.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "host/options.h"
+#include "request/options.h"
 #include "support/file/file.h"
 #include "support/file/file_pipe.h"
-#include "vst2/vst_effect.h"
+#include "effect/vst_effect.h"
 
 struct VSTGlobals {
     std::string dataPath;             // value of --data, set only once the plug-in is open
@@ -33,12 +33,3 @@ struct VSTGlobals {
     // quietly; a write that fails part-way throws. Main thread.
     void saveSettings();
 };
-
-// The process-wide option map and command word, filled by the entry.
-OptionMap& optionMap();
-std::string& commandWord();
-
-// Builds VSTGlobals on the standard handles, runs mainWithGlobals, destroys
-// the record (closing the plug-in) and returns the command's result. Main
-// thread.
-bool runGlobals();

@@ -1,8 +1,8 @@
-#include "vst3/open_module.h"
+#include "effect/open_module.h"
 
 #include <string>
 
-#include "vst2/vst_effect.h"
+#include "effect/vst_effect.h"
 #include "vst3/effect_classes.h"
 #include "vst3/module.h"
 #include "vst3/vst3_adapter.h"

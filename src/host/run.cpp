@@ -1,6 +1,7 @@
-#include "host/vst_globals.h"
+#include "host/run.h"
 
 #include "host/dispatch.h"
+#include "run/vst_globals.h"
 #include "support/file/file_std.h"
 #include "support/win32.h"
 

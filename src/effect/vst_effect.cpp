@@ -1,4 +1,4 @@
-#include "vst2/vst_effect.h"
+#include "effect/vst_effect.h"
 
 #include <algorithm>
 #include <cstdio>

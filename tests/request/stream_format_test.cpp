@@ -1,7 +1,7 @@
 // Which channel masks a stream keeps, and which it replaces by the usual
 // mask for the channel count.
 
-#include "stream/stream_format.h"
+#include "request/stream_format.h"
 
 #include <gtest/gtest.h>
 

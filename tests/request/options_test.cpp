@@ -1,7 +1,7 @@
 // The lenient number reading of the command line; the count check and the
 // pairs are the front door's end-to-end rows.
 
-#include "host/options.h"
+#include "request/options.h"
 
 #include <gtest/gtest.h>
 

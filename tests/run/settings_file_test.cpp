@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "../vst2/fake_plugin.h"
+#include "../effect/fake_plugin.h"
 #include "common/test_files.h"
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "host/options.h"
-#include "stream/stream_format.h"
+#include "request/options.h"
+#include "request/stream_format.h"
 #include "vst2/vst2_interface.h"
 
 class Vst3Adapter;

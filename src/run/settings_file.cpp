@@ -3,7 +3,7 @@
 
 #include <exception>
 
-#include "host/vst_globals.h"
+#include "run/vst_globals.h"
 #include "support/file/file_win32.h"
 #include "support/thread/wait.h"
 

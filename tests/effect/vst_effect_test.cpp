@@ -2,7 +2,7 @@
 // cannot reach cheaply: exact host answers, the speaker arrangement offered
 // for a mask, and settings blobs that do not fit the parameters.
 
-#include "vst2/vst_effect.h"
+#include "effect/vst_effect.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "stream/stream_format.h"
+#include "request/stream_format.h"
 
 uint32_t countBits(uint32_t mask) {
     uint32_t count = 0;

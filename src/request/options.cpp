@@ -1,4 +1,4 @@
-#include "host/options.h"
+#include "request/options.h"
 
 #include <cctype>
 #include <limits>

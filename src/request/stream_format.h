@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "host/options.h"
+#include "request/options.h"
 
 // In memory and on the wire alike: five unsigned 32-bit little-endian
 // fields, 20 bytes, no gaps. Masks use the wave channel-mask bit layout
