@@ -65,4 +65,19 @@ TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
     }
 }
 
+TEST(ConfigureLive, AWindowThatCannotBeMadeEndsTheRunAtOnce) {
+    // The parent holds its pipe open and sends nothing: the run must not
+    // wait for the stream, and the stream never starts.
+    for (const wchar_t* plugin : {L"fx_effect.dll", L"fx_editor.dll"}) {
+        PipeServer pipe(PIPE_ACCESS_DUPLEX);
+        RunningHost host({L"configure-live", L"--vst", testPlugin(plugin), L"--bits", L"32", L"--formattag", L"3",
+                          L"--parent-window", L"7FFFFFF0", L"--pipe", pipe.name()});
+        pipe.waitForClient();
+        HostRun run = host.finish();
+        pipe.close();
+        EXPECT_EQ(run.exitCode, exitFailure) << narrow(plugin);
+        EXPECT_EQ(run.error, "") << narrow(plugin);
+    }
+}
+
 } // namespace
