@@ -38,7 +38,7 @@ const int unaware = 0, systemAware = 1;
 
 } // namespace
 
-bool configure(VSTGlobals& globals) {
+bool configure(VSTGlobals& globals, const std::function<void()>& shown) {
     initCommonControls();
     if (const std::string* title = findOption(globals.arguments, "--window-title"))
         windowTitle() = Qz::utf8ToWide(*title);
@@ -49,9 +49,9 @@ bool configure(VSTGlobals& globals) {
         // know; without the option the process stays as it starts.
         if (const std::string* aware = findOption(globals.arguments, "--dpi-aware"))
             setProcessDpiAwareness(*aware == "yes" ? systemAware : unaware);
-        return vst2_editor(globals);
+        return vst2_editor(globals, shown);
     }
     // The generic dialog scales all its lengths itself.
     setProcessDpiAwareness(systemAware);
-    return generic_editor(globals);
+    return generic_editor(globals, shown);
 }

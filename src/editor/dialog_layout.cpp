@@ -24,3 +24,17 @@ int32_t parameterOfControl(int32_t id, int32_t parameters) {
         return -1;
     return (id - firstControlId) / 4;
 }
+
+int32_t DialogLayout::shownHeight(int32_t available) const {
+    if (clientHeight <= available)
+        return clientHeight;
+    return std::max(available, rowHeight + 2 * rowGap);
+}
+
+int32_t DialogLayout::scrollTop(int32_t wanted, int32_t shown) const {
+    return std::max(0, std::min(wanted, clientHeight - shown));
+}
+
+int32_t DialogLayout::wheelStep(int32_t delta) const {
+    return int32_t(-int64_t(delta) * (rowHeight + rowGap) / 120);
+}

@@ -30,16 +30,36 @@ struct DialogLayout {
 
     // Top of parameter `index`'s row.
     int32_t rowTop(int32_t index) const { return rowGap + index * (rowHeight + rowGap); }
+
+    // The client height shown when at most `available` pixels fit on the
+    // screen: all of clientHeight if it fits, else `available` (never less
+    // than one row), and the rows scroll.
+    int32_t shownHeight(int32_t available) const;
+    // Where the view's top goes when asked for `wanted`: held between 0 and
+    // the point where the last row's bottom margin meets the bottom of
+    // `shown` pixels.
+    int32_t scrollTop(int32_t wanted, int32_t shown) const;
+    // How far a wheel turn of `delta` (120 a notch, forward positive) moves
+    // the view's top: one row and its gap a notch, forward moving up.
+    int32_t wheelStep(int32_t delta) const;
 };
 
 // Parameter i owns four control identifiers from 666 + 4i: its name, its
 // slider, the value text under the slider, its list. A row has the slider
 // and value text or the list.
 const int32_t firstControlId = 666;
-inline int32_t nameControlId(int32_t index) { return firstControlId + 4 * index; }
-inline int32_t sliderControlId(int32_t index) { return firstControlId + 4 * index + 1; }
-inline int32_t valueControlId(int32_t index) { return firstControlId + 4 * index + 2; }
-inline int32_t listControlId(int32_t index) { return firstControlId + 4 * index + 3; }
+inline int32_t nameControlId(int32_t index) {
+    return firstControlId + 4 * index;
+}
+inline int32_t sliderControlId(int32_t index) {
+    return firstControlId + 4 * index + 1;
+}
+inline int32_t valueControlId(int32_t index) {
+    return firstControlId + 4 * index + 2;
+}
+inline int32_t listControlId(int32_t index) {
+    return firstControlId + 4 * index + 3;
+}
 
 // The parameter that control `id` belongs to, or -1 when it is none of the
 // `parameters` rows.

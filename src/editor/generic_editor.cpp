@@ -1,6 +1,8 @@
 #include "editor/generic_editor.h"
 
+#include <cstdint>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,14 @@ public:
 
     static INT_PTR CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
+    // Whether the rows are taller than the screen and scroll.
+    bool scrolls() const { return dialog && layout && shown != layout->clientHeight; }
+    // Whether `window` is the dialog or one of its controls.
+    bool owns(HWND window) const { return dialog && (window == dialog || IsChild(dialog, window)); }
+    // Scrolls the rows by a turn of the wheel; false when they all fit and
+    // nothing scrolls.
+    bool wheel(int32_t delta);
+
     VSTGlobals& globals;
     HWND dialog = NULL; // null again once the dialog is destroyed
     HFONT titleFont = NULL;
@@ -48,12 +58,18 @@ public:
 
 private:
     VSTEffect& effect;
+    std::unique_ptr<DialogLayout> layout; // set by initialize
+    int32_t shown = 0;                    // client height on the screen
+    int32_t top = 0;                      // how far the rows are scrolled
 
     int32_t parameters() const { return nonNegative(effect.aeffect->numParams); }
     BOOL initialize();
     void addRow(int32_t index, const DialogLayout& layout);
     void sliderMoved(HWND control);
     bool command(WPARAM wParam, LPARAM lParam);
+    void fitToScreen();
+    void scrollTo(int32_t wanted);
+    void scrolled(int32_t request);
     std::vector<ParameterChoice> choices(int32_t index);
     std::string valueText(int32_t index);
     bool changeParameter(int32_t index, int32_t pos);
@@ -102,8 +118,8 @@ void ParameterDialog::addRow(int32_t index, const DialogLayout& layout) {
                y + layout.labelDrop, layout.labelWidth, layout.controlHeight - layout.labelDrop, nameControlId(index),
                titleFont);
     if (items.empty()) {
-        HWND slider = addControl(TRACKBAR_CLASSW, L"", sliderStyle, layout.controlLeft, y, width,
-                                 layout.controlHeight, sliderControlId(index), NULL);
+        HWND slider = addControl(TRACKBAR_CLASSW, L"", sliderStyle, layout.controlLeft, y, width, layout.controlHeight,
+                                 sliderControlId(index), NULL);
         SendMessageW(slider, TBM_SETRANGE, 0, MAKELPARAM(0, 100));
         SendMessageW(slider, TBM_SETPOS, 1, position(effect.getParameter(index)));
         addControl(L"STATIC", Qz::utf8ToWide(valueText(index)), valueStyle, layout.controlLeft,
@@ -154,15 +170,114 @@ BOOL ParameterDialog::initialize() {
     SelectObject(dc, previous);
     ReleaseDC(dialog, dc);
 
-    DialogLayout layout(dpiX, dpiY, widestName, parameters());
-    RECT frame = {0, 0, layout.clientWidth, layout.clientHeight};
-    AdjustWindowRect(&frame, DWORD(GetWindowLongW(dialog, GWL_STYLE)), FALSE);
-    SetWindowPos(dialog, NULL, 0, 0, frame.right - frame.left, frame.bottom - frame.top, SWP_NOMOVE | SWP_NOZORDER);
+    layout.reset(new DialogLayout(dpiX, dpiY, widestName, parameters()));
+    fitToScreen();
 
+    // Putting each parameter back through a float need not give the plug-in
+    // the value it held (a VST 3 plug-in's are doubles, and a plug-in may
+    // round), so its whole state, taken before the probe, is given back
+    // after it: a dialog nobody touches leaves the settings as they were.
+    std::vector<uint8_t> before = effect.currentSettings();
     for (int32_t i = 0; i < parameters(); ++i)
-        addRow(i, layout);
+        addRow(i, *layout);
+    if (!before.empty())
+        effect.applySettings(before.data(), before.size());
     ShowWindow(dialog, SW_SHOW);
     return TRUE;
+}
+
+// The dialog as the layout asks, unless that is taller than the work area
+// of its screen: then as tall as the work area, moved into it, with a
+// scroll bar beside the rows.
+void ParameterDialog::fitToScreen() {
+    DWORD style = DWORD(GetWindowLongW(dialog, GWL_STYLE));
+    RECT frame = {0, 0, layout->clientWidth, layout->clientHeight};
+    AdjustWindowRect(&frame, style, FALSE);
+    int32_t frameHeight = (frame.bottom - frame.top) - layout->clientHeight;
+    MONITORINFO screen = {};
+    screen.cbSize = sizeof screen;
+    GetMonitorInfoW(MonitorFromWindow(dialog, MONITOR_DEFAULTTONEAREST), &screen);
+    const RECT& work = screen.rcWork;
+    shown = layout->shownHeight(int32_t(work.bottom - work.top) - frameHeight);
+    if (shown == layout->clientHeight) {
+        SetWindowPos(dialog, NULL, 0, 0, frame.right - frame.left, frame.bottom - frame.top, SWP_NOMOVE | SWP_NOZORDER);
+        return;
+    }
+    SetWindowLongW(dialog, GWL_STYLE, LONG(style | WS_VSCROLL));
+    int32_t width = (frame.right - frame.left) + GetSystemMetrics(SM_CXVSCROLL), height = shown + frameHeight;
+    RECT place;
+    GetWindowRect(dialog, &place);
+    int32_t x = place.left, y = place.top;
+    if (x + width > work.right)
+        x = work.right - width;
+    if (x < work.left)
+        x = work.left;
+    if (y + height > work.bottom || y < work.top)
+        y = work.top;
+    SetWindowPos(dialog, NULL, x, y, width, height, SWP_NOZORDER | SWP_FRAMECHANGED);
+    SCROLLINFO bar = {};
+    bar.cbSize = sizeof bar;
+    bar.fMask = SIF_RANGE | SIF_PAGE | SIF_POS;
+    bar.nMax = layout->clientHeight - 1;
+    bar.nPage = UINT(shown);
+    SetScrollInfo(dialog, SB_VERT, &bar, TRUE);
+}
+
+void ParameterDialog::scrollTo(int32_t wanted) {
+    int32_t next = layout->scrollTop(wanted, shown);
+    if (next == top)
+        return;
+    ScrollWindowEx(dialog, 0, top - next, NULL, NULL, NULL, NULL, SW_SCROLLCHILDREN | SW_INVALIDATE | SW_ERASE);
+    top = next;
+    SCROLLINFO bar = {};
+    bar.cbSize = sizeof bar;
+    bar.fMask = SIF_POS;
+    bar.nPos = top;
+    SetScrollInfo(dialog, SB_VERT, &bar, TRUE);
+}
+
+void ParameterDialog::scrolled(int32_t request) {
+    if (!layout || shown == layout->clientHeight)
+        return;
+    int32_t row = layout->rowHeight + layout->rowGap;
+    switch (request) {
+    case SB_LINEUP:
+        scrollTo(top - row);
+        break;
+    case SB_LINEDOWN:
+        scrollTo(top + row);
+        break;
+    case SB_PAGEUP:
+        scrollTo(top - shown);
+        break;
+    case SB_PAGEDOWN:
+        scrollTo(top + shown);
+        break;
+    case SB_TOP:
+        scrollTo(0);
+        break;
+    case SB_BOTTOM:
+        scrollTo(layout->clientHeight);
+        break;
+    case SB_THUMBTRACK:
+    case SB_THUMBPOSITION: {
+        SCROLLINFO bar = {};
+        bar.cbSize = sizeof bar;
+        bar.fMask = SIF_TRACKPOS;
+        GetScrollInfo(dialog, SB_VERT, &bar);
+        scrollTo(bar.nTrackPos);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+bool ParameterDialog::wheel(int32_t delta) {
+    if (!layout || shown == layout->clientHeight)
+        return false;
+    scrollTo(top + layout->wheelStep(delta));
+    return true;
 }
 
 void ParameterDialog::sliderMoved(HWND control) {
@@ -208,6 +323,11 @@ INT_PTR CALLBACK ParameterDialog::procedure(HWND window, UINT message, WPARAM wP
         case WM_HSCROLL:
             self->sliderMoved(reinterpret_cast<HWND>(lParam));
             return TRUE;
+        case WM_VSCROLL:
+            self->scrolled(LOWORD(wParam));
+            return TRUE;
+        case WM_MOUSEWHEEL:
+            return self->wheel(GET_WHEEL_DELTA_WPARAM(wParam)) ? TRUE : FALSE;
         case WM_COMMAND:
             return self->command(wParam, lParam) ? TRUE : FALSE;
         case WM_NCDESTROY:
@@ -226,7 +346,7 @@ INT_PTR CALLBACK ParameterDialog::procedure(HWND window, UINT message, WPARAM wP
 
 } // namespace
 
-bool generic_editor(VSTGlobals& globals) {
+bool generic_editor(VSTGlobals& globals, const std::function<void()>& shown) {
     HWND parent = static_cast<HWND>(parentWindow(globals));
     ParameterDialog dialog(globals);
     HWND window = CreateDialogParamW(GetModuleHandleW(NULL), MAKEINTRESOURCEW(IDD_PARAMETERS), parent,
@@ -236,8 +356,22 @@ bool generic_editor(VSTGlobals& globals) {
             std::rethrow_exception(dialog.failure);
         return false;
     }
+    if (shown)
+        shown();
     MSG message;
     while (GetMessageW(&message, NULL, 0, 0) > 0) {
+        // The wheel goes to the control with the focus; over rows that
+        // scroll it moves the rows, not a slider.
+        if (message.message == WM_MOUSEWHEEL && dialog.scrolls() && dialog.owns(message.hwnd)) {
+            int32_t delta = GET_WHEEL_DELTA_WPARAM(message.wParam);
+            // A turn comes as a burst of messages, and moving every control
+            // costs the same for one row as for many: one move for the burst.
+            while (PeekMessageW(&message, NULL, WM_MOUSEWHEEL, WM_MOUSEWHEEL, PM_NOREMOVE) &&
+                   dialog.owns(message.hwnd) && PeekMessageW(&message, NULL, WM_MOUSEWHEEL, WM_MOUSEWHEEL, PM_REMOVE))
+                delta += GET_WHEEL_DELTA_WPARAM(message.wParam);
+            dialog.wheel(delta);
+            continue;
+        }
         if (dialog.dialog && IsDialogMessageW(dialog.dialog, &message))
             continue;
         TranslateMessage(&message);

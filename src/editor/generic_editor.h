@@ -3,6 +3,8 @@
 // the value text under it or a drop-down list of its texts.
 #pragma once
 
+#include <functional>
+
 struct VSTGlobals;
 
 // Makes the dialog (owned by --parent-window, if any), probes every
@@ -10,5 +12,7 @@ struct VSTGlobals;
 // the dialog is closed or the thread gets WM_QUIT. Each accepted change is
 // written to the --data file at once, and the file is saved once more at
 // the end. True when the dialog ran; false when it could not be made. An
-// exception of a save ends the dialog and passes on. Main thread.
-bool generic_editor(VSTGlobals& globals);
+// exception of a save ends the dialog and passes on. `shown`, if set, is
+// called once the dialog is on the screen, just before its loop. Main
+// thread.
+bool generic_editor(VSTGlobals& globals, const std::function<void()>& shown = nullptr);

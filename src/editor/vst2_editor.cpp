@@ -93,7 +93,7 @@ private:
 
 } // namespace
 
-bool vst2_editor(VSTGlobals& globals) {
+bool vst2_editor(VSTGlobals& globals, const std::function<void()>& shown) {
     // Set on any thread the plug-in notifies from, cleared by the save on
     // this one; it outlives the queue, whose destructor runs the last job.
     std::atomic<bool> settingsPending(false);
@@ -131,10 +131,15 @@ bool vst2_editor(VSTGlobals& globals) {
     else
         effect.changeCallback = [notify](int32_t) { notify(); };
 
-    // No TranslateMessage: keys go to the plug-in's window as they come.
+    if (shown)
+        shown();
+    // Key messages become characters, as text fields in a plug-in's editor
+    // (a value box) wait for WM_CHAR.
     MSG message;
-    while (GetMessageW(&message, NULL, 0, 0) > 0)
+    while (GetMessageW(&message, NULL, 0, 0) > 0) {
+        TranslateMessage(&message);
         DispatchMessageW(&message);
+    }
 
     effect.closeEditor();
     if (IsWindow(self.window))

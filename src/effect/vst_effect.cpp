@@ -71,7 +71,9 @@ bool isHostCapability(const void* ptr) {
 
 } // namespace
 
-VSTEffect::VSTEffect() { std::memset(&timeInfo, 0, sizeof timeInfo); }
+VSTEffect::VSTEffect() {
+    std::memset(&timeInfo, 0, sizeof timeInfo);
+}
 
 std::unique_ptr<VSTEffect> VSTEffect::create(const OptionMap& arguments) {
     std::unique_ptr<VSTEffect> effect(new VSTEffect());
@@ -423,7 +425,9 @@ void VSTEffect::printInfo() {
     }
 }
 
-uint32_t VSTEffect::tailSize() { return aeffect ? uint32_t(dispatch(effGetTailSize)) : 0; }
+uint32_t VSTEffect::tailSize() {
+    return aeffect ? uint32_t(dispatch(effGetTailSize)) : 0;
+}
 
 uint64_t VSTEffect::latency() const {
     return aeffect && aeffect->initialDelay > 0 ? uint64_t(aeffect->initialDelay) : 0;
@@ -471,6 +475,9 @@ void VSTEffect::applySettings(const uint8_t* blob, uint64_t size) {
     if (editorOpen)
         currentEditorSize(editorWidth, editorHeight);
     if (adapter) {
+        // Values set before, a probe's among them, must not reach the
+        // plug-in after the state that replaces them.
+        adapter->dropPendingChanges();
         applyPresetImage(blob, size, adapter->classId, adapter->component, adapter->controller);
     } else if (aeffect->flags & effFlagsProgramChunks) {
         dispatch(effSetChunk, 0, VstIntPtr(size), const_cast<uint8_t*>(blob));

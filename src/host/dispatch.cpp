@@ -56,6 +56,31 @@ std::unique_ptr<VSTEffect> openVst2(const OptionMap& arguments, const std::strin
     return effect;
 }
 
+// `path` against the working directory as it is now; the path as given if
+// the system cannot make it full.
+std::string fullPath(const std::string& path) {
+    std::wstring wide = Qz::utf8ToWide(path);
+    DWORD length = GetFullPathNameW(wide.c_str(), 0, NULL, NULL);
+    if (length == 0)
+        return path;
+    std::wstring full(length, L'\0');
+    length = GetFullPathNameW(wide.c_str(), DWORD(full.size()), &full[0], NULL);
+    if (length == 0 || length >= full.size())
+        return path;
+    full.resize(length);
+    return Qz::wideToUtf8(full);
+}
+
+// The paths a user types are meant from the caller's folder, but the
+// working directory is about to move to the plug-in's: made full first.
+void makePathsFull(OptionMap& arguments) {
+    for (const char* key : {"--vst", "--data"}) {
+        auto found = arguments.find(key);
+        if (found != arguments.end() && !found->second.empty())
+            found->second = fullPath(found->second);
+    }
+}
+
 bool isHttpUrl(const std::string& value) {
     std::string head = Qz::toLowerAscii(value.substr(0, 8));
     return head.compare(0, 7, "http://") == 0 || head.compare(0, 8, "https://") == 0;
@@ -103,7 +128,11 @@ void openTransports(VSTGlobals& globals) {
 
 // The window on this thread, the parent's audio through the same plug-in
 // on a worker beside it; each side ends the other. No lock stands between
-// them: the plug-in's own thread safety is what protects it.
+// them: the plug-in's own thread safety is what protects it. The worker
+// starts once the window is on the screen: a window that cannot be made
+// then ends the run at once, instead of waiting for a read of standard
+// input that nothing can interrupt, and the dialog's probe is over before
+// any audio runs.
 bool configureLive(VSTGlobals& globals) {
     // Not abortOnDestroy: the worker is stopped by the join below, or has
     // ended by itself, before the object goes.
@@ -111,20 +140,22 @@ bool configureLive(VSTGlobals& globals) {
     const DWORD mainThread = GetCurrentThreadId();
     // The same priority as the window's thread: audio that falls behind
     // the user's edits would be heard.
-    worker.start(
-        [&globals, mainThread] {
-            try {
-                liveLoop(globals);
-            } catch (...) {
-                // liveLoop reports its own failures; nothing else is owed.
-            }
-            // However the stream ended, the window goes with it.
-            PostThreadMessageW(mainThread, WM_QUIT, 0, 0);
-        },
-        GetThreadPriority(GetCurrentThread()));
+    auto startWorker = [&worker, &globals, mainThread] {
+        worker.start(
+            [&globals, mainThread] {
+                try {
+                    liveLoop(globals);
+                } catch (...) {
+                    // liveLoop reports its own failures; nothing else is owed.
+                }
+                // However the stream ended, the window goes with it.
+                PostThreadMessageW(mainThread, WM_QUIT, 0, 0);
+            },
+            GetThreadPriority(GetCurrentThread()));
+    };
     bool result;
     try {
-        result = configure(globals);
+        result = configure(globals, startWorker);
     } catch (...) {
         worker.join(); // the worker must not outlive the plug-in it uses
         throw;
@@ -140,6 +171,7 @@ bool configureLive(VSTGlobals& globals) {
 bool mainWithGlobals(VSTGlobals& globals) {
     const OptionMap& arguments = globals.arguments;
     openTransports(globals);
+    makePathsFull(globals.arguments);
 
     const std::string* vst = findOption(arguments, "--vst");
     if (!vst) {

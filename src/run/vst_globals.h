@@ -13,9 +13,9 @@
 #include "effect/vst_effect.h"
 
 struct VSTGlobals {
-    std::string dataPath;             // value of --data, set only once the plug-in is open
-    std::string command;              // the command word
-    OptionMap arguments;              // a copy of the option map; read-only once the run starts
+    std::string dataPath;              // value of --data, set only once the plug-in is open
+    std::string command;               // the command word
+    OptionMap arguments;               // a copy of the option map; --vst and --data made full paths, then read-only
     std::unique_ptr<VSTEffect> effect; // the open plug-in
     std::vector<uint8_t> data;         // the settings blob as last read from or written to dataPath
     // Declared after the effect so that they go first: the transports are

@@ -38,12 +38,17 @@ bool isSeparator(char c) {
     return c == '\\' || c == '/';
 }
 
-// After the last separator; empty when the path ends in one.
+// The last name in the path. Separators at its end do not count: shell
+// completion writes a bundle folder as "Name.vst3\", which still names the
+// library Name.vst3 inside it.
 std::string lastComponent(const std::string& path) {
-    size_t at = path.size();
+    size_t end = path.size();
+    while (end > 0 && isSeparator(path[end - 1]))
+        --end;
+    size_t at = end;
     while (at > 0 && !isSeparator(path[at - 1]))
         --at;
-    return path.substr(at);
+    return path.substr(at, end - at);
 }
 
 template <typename Function> Function libraryFunction(void* library, const char* name) {
@@ -111,9 +116,13 @@ template <class Info> void ClassInfo::readExtended(const Info& info) noexcept {
     data.classFlags = info.classFlags;
 }
 
-ClassInfo::ClassInfo(const Steinberg::PClassInfo2& info) noexcept { readExtended(info); }
+ClassInfo::ClassInfo(const Steinberg::PClassInfo2& info) noexcept {
+    readExtended(info);
+}
 
-ClassInfo::ClassInfo(const Steinberg::PClassInfoW& info) noexcept { readExtended(info); }
+ClassInfo::ClassInfo(const Steinberg::PClassInfoW& info) noexcept {
+    readExtended(info);
+}
 
 void ClassInfo::parseSubCategories(const std::string& text) noexcept {
     // As the SDK splits: every "|" ends an item, a trailing one adds none.

@@ -171,9 +171,9 @@ private:
 // build's processor, e.g. "x86_64-win".
 const char* architectureFolder() noexcept;
 
-// The library inside the bundle folder `path`, as create tries it second.
-// A path that ends in a separator has an empty last component, and the
-// result then names no file.
+// The library inside the bundle folder `path`, as create tries it second:
+// Name.vst3\Contents\<architecture>\Name.vst3, also when `path` ends in a
+// separator.
 std::string bundleLibraryPath(const std::string& path);
 
 } // namespace Hosting

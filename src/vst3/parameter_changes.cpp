@@ -145,31 +145,88 @@ void ParameterChangeTransfer::setMaxParameters(int32 maxValues) {
 }
 
 void ParameterChangeTransfer::addChange(ParamID id, ParamValue value, int32 sampleOffset) {
-    if (size == 0)
+    // Once a change has gone to the spare list, the ring takes no more
+    // until the reader has emptied the list: a newer change must not be read
+    // before an older one.
+    if (!spilled.load(std::memory_order_acquire) && size > 0) {
+        const int32 write = writeIndex.load(std::memory_order_relaxed);
+        const int32 next = write + 1 == size ? 0 : write + 1;
+        if (next != readIndex.load(std::memory_order_acquire)) {
+            ring[static_cast<size_t>(write)] = Change{id, value, sampleOffset};
+            writeIndex.store(next, std::memory_order_release);
+            return;
+        }
+    }
+    std::lock_guard<std::mutex> lock(spareLock);
+    // Writers are the host's and the plug-in's calls; nothing may be thrown
+    // at them, and without memory there is nowhere to keep the change.
+    try {
+        spare.push_back(Change{id, value, sampleOffset});
+    } catch (const std::bad_alloc&) {
         return;
-    const int32 write = writeIndex.load(std::memory_order_relaxed);
-    ring[static_cast<size_t>(write)] = Change{id, value, sampleOffset};
-    const int32 next = write + 1 == size ? 0 : write + 1;
-    if (next != readIndex.load(std::memory_order_acquire))
-        writeIndex.store(next, std::memory_order_release);
+    }
+    spilled.store(true, std::memory_order_release);
 }
 
-bool ParameterChangeTransfer::getNextChange(ParamID& id, ParamValue& value, int32& sampleOffset) {
+bool ParameterChangeTransfer::readRing(Change& change) {
     if (size == 0)
         return false;
     const int32 read = readIndex.load(std::memory_order_relaxed);
     if (read == writeIndex.load(std::memory_order_acquire))
         return false;
-    const Change& change = ring[static_cast<size_t>(read)];
-    id = change.id;
-    value = change.value;
-    sampleOffset = change.sampleOffset;
+    change = ring[static_cast<size_t>(read)];
     readIndex.store(read + 1 == size ? 0 : read + 1, std::memory_order_release);
     return true;
 }
 
+bool ParameterChangeTransfer::getNextChange(ParamID& id, ParamValue& value, int32& sampleOffset) {
+    Change change = {};
+    bool found = false;
+    if (takenNext < taken.size()) {
+        // Older than anything the ring took after the list was handed over.
+        change = taken[takenNext++];
+        if (takenNext == taken.size()) {
+            taken.clear(); // keeps its memory, which goes back to the writer
+            takenNext = 0;
+        }
+        found = true;
+    } else if (readRing(change)) {
+        found = true;
+    } else if (spilled.load(std::memory_order_acquire)) {
+        std::lock_guard<std::mutex> lock(spareLock);
+        // The ring may have been filled after it read as empty above; what
+        // it holds now is older than every spare change.
+        if (readRing(change)) {
+            found = true;
+        } else {
+            taken.swap(spare);
+            spilled.store(false, std::memory_order_release);
+            if (!taken.empty()) {
+                change = taken[0];
+                takenNext = 1;
+                if (takenNext == taken.size()) {
+                    taken.clear();
+                    takenNext = 0;
+                }
+                found = true;
+            }
+        }
+    }
+    if (found) {
+        id = change.id;
+        value = change.value;
+        sampleOffset = change.sampleOffset;
+    }
+    return found;
+}
+
 void ParameterChangeTransfer::removeChanges() {
     writeIndex.store(readIndex.load());
+    std::lock_guard<std::mutex> lock(spareLock);
+    spare.clear();
+    taken.clear();
+    takenNext = 0;
+    spilled.store(false);
 }
 
 void ParameterChangeTransfer::transferChangesTo(ParameterChanges& changes) {

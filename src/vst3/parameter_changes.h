@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "pluginterfaces/base/smartpointer.h"
@@ -99,16 +100,19 @@ private:
 };
 
 // A ring of single changes from one writer thread to one reader thread
-// (typically: the editor's thread to the audio thread, and back), without a
-// lock. The writer moves only the write index, the reader only the read
-// index; each index is a whole 32-bit value, written after the entry it
-// publishes (release) and read before the entry it guards (acquire).
+// (typically: the editor's thread to the audio thread, and back). The writer
+// moves only the write index, the reader only the read index; each index is
+// a whole 32-bit value, written after the entry it publishes (release) and
+// read before the entry it guards (acquire).
 //
-// A ring of size N holds at most N - 1 changes: the slot at the write index
-// is never readable. When the ring is full, further changes keep landing in
-// that slot, each replacing the one before, and do not become readable
-// until the reader makes room: the oldest changes are kept and the newest
-// one is the one that gets lost.
+// No change is ever lost, whatever the ring's size: a change that finds the
+// ring full goes to a spare list under a small lock, and so does every
+// change after it until the reader has taken the list, so that the reader
+// still sees them all in the order they were added. A host that sets many
+// values between two blocks (a parameter probed through its whole range, a
+// burst of edits) would otherwise lose the newest ones, which are the ones
+// that count. Only the spare list allocates, on the writer's side; the
+// reader takes it over by a swap.
 class ParameterChangeTransfer {
 public:
     explicit ParameterChangeTransfer(int32 maxValues = 0);
@@ -123,17 +127,19 @@ public:
     // Throws std::bad_alloc (the ring then has size 0).
     void setMaxParameters(int32 maxValues);
 
-    // Writer. Never allocates; a ring of size 0 drops every change.
+    // Writer. Allocates only when the ring is full (a ring of size 0 is
+    // always full); a change that finds no memory even then is dropped.
     void addChange(ParamID id, ParamValue value, int32 sampleOffset);
-    // Reader. The oldest readable change; false when there is none.
+    // Reader. The oldest change; false when there is none.
     bool getNextChange(ParamID& id, ParamValue& value, int32& sampleOffset);
-    // Drops every readable change: the write index goes back to the read
-    // index. Only while the reader is not reading (processing stopped), since
-    // it moves the writer's index against the reader's.
+    // Drops every change: the write index goes back to the read index and
+    // the spare list is emptied. Only while the reader is not reading
+    // (processing stopped, or its block kept out), since it moves the
+    // writer's index against the reader's.
     void removeChanges();
 
-    // Reader. Moves every readable change, oldest first, into `changes`: the
-    // queue of its parameter (addParameterData), then a point at its offset.
+    // Reader. Moves every change, oldest first, into `changes`: the queue of
+    // its parameter (addParameterData), then a point at its offset.
     void transferChangesTo(ParameterChanges& changes);
     // Writer. Adds every point of every queue in use, in queue order and
     // point order, as a change.
@@ -146,10 +152,18 @@ private:
         int32 sampleOffset;
     };
 
+    bool readRing(Change& change);
+
     std::unique_ptr<Change[]> ring;
     int32 size = 0;
     std::atomic<int32> readIndex{0};
     std::atomic<int32> writeIndex{0};
+
+    std::mutex spareLock;             // guards spare
+    std::vector<Change> spare;        // changes that found the ring full, oldest first
+    std::atomic<bool> spilled{false}; // spare holds changes: set by the writer, cleared by the reader
+    std::vector<Change> taken;        // the reader's: a spare list it has taken over
+    size_t takenNext = 0;             // the next of `taken` to hand out
 };
 
 } // namespace Vst

@@ -28,8 +28,7 @@ bool sameId(const TUID a, const TUID b) {
 Vst3AdapterCore::Vst3AdapterCore(IPluginFactory* pluginFactory, IAudioProcessor* audioProcessor,
                                  IComponent* pluginComponent, IEditController* editController, const TUID cid)
     : classId(FUID::fromTUID(cid)), processor(audioProcessor, false), component(pluginComponent, false),
-      controller(editController, false),
-      interfaceSupport(owned(new PlugInterfaceSupport)), factory(pluginFactory) {
+      controller(editController, false), interfaceSupport(owned(new PlugInterfaceSupport)), factory(pluginFactory) {
     programChangeParamIds.fill(kNoParamId);
     programChangeParamIndices.fill(-1);
     std::memset(&processContext, 0, sizeof processContext);
@@ -289,14 +288,20 @@ int32 Vst3AdapterCore::getChunk(void** data, bool) {
 int32 Vst3AdapterCore::setChunk(void* data, int32 byteSize, bool isPreset) {
     if (!component)
         return 0;
-    {
-        // What was queued is out of date once the state changes.
-        std::lock_guard<std::mutex> writers(transferWriters);
-        uiTransfer.removeChanges();
-        inputTransfer.removeChanges();
-    }
+    dropPendingChanges();
     applyAdapterChunk(data, byteSize, isPreset, component, controller);
     return 0;
+}
+
+void Vst3AdapterCore::dropPendingChanges() {
+    // The block lock first, as a block does before a plug-in's edit takes
+    // the writers' lock.
+    std::lock_guard<std::mutex> block(blockLock);
+    std::lock_guard<std::mutex> writers(transferWriters);
+    uiTransfer.removeChanges();
+    inputTransfer.removeChanges();
+    // Also what a flush left to ride along with the next block.
+    inputChanges.clearQueue();
 }
 
 void Vst3AdapterCore::initMidiControllerAssignment() {
@@ -318,8 +323,7 @@ void Vst3AdapterCore::initMidiControllerAssignment() {
             }
             for (int32 number = 0; number < 130; ++number) {
                 ParamID id = kNoParamId;
-                if (midiMapping->getMidiControllerAssignment(bus, int16(channel), CtrlNumber(number), id) !=
-                    kResultOk)
+                if (midiMapping->getMidiControllerAssignment(bus, int16(channel), CtrlNumber(number), id) != kResultOk)
                     id = kNoParamId;
                 table[number] = int32(id);
             }

@@ -110,6 +110,11 @@ public:
     template <typename Sample> void assignChannels(Sample** inputs, Sample** outputs);
     // ---- parameters -------------------------------------------------------
     bool getLastParamChange(ParamID id, double& value);
+    // Forgets every change still on its way to the processor or the
+    // controller: once a whole state is handed over, they are out of date.
+    // Main thread, never inside a block: it keeps the next block out while
+    // it empties the processor's ring.
+    void dropPendingChanges();
     bool getProgramListAndUnit(int32 channel, Steinberg::Vst::UnitID& unit, Steinberg::Vst::ProgramListID& list);
     bool getUnitPath(Steinberg::Vst::UnitID id, std::u16string& path);
     void initMidiControllerAssignment();

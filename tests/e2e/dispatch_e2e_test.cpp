@@ -109,4 +109,48 @@ TEST(FrontDoor, HostAnswersInsideTheEntryAndAfterwards) {
                                                           "flags=9473 tempo=120 sig=4/4 rate=48000; ");
 }
 
+TEST(FrontDoor, RelativePathsAreTheCallersFolders) {
+    // The host's working directory moves to the plug-in's folder; paths a
+    // user typed are meant from where the host was started.
+    ScopedTempFolder caller;
+    writeWholeFile(caller.path() + L"mine.bin", "chunk from the caller's folder");
+    struct Row {
+        const char* name;
+        std::wstring folder; // the caller's
+        std::vector<std::wstring> arguments;
+        std::string calls;          // of the plug-in, that start with "chunk "
+        std::wstring written = L""; // a file the run must leave in the caller's folder
+    };
+    const std::vector<Row> rows = {
+        {"a VST 3 bundle below the caller's folder", binFolder(), {L"test", L"--vst", L"plugins\\fx3_bundle.vst3"}, ""},
+        {"a VST 2 library the same way",
+         binFolder(),
+         {L"test", L"--vst", L"plugins/fx_effect.dll", L"--vst-version", L"2"},
+         ""},
+        {"settings read from the caller's folder",
+         caller.path(),
+         {L"info", L"--vst", testPlugin(L"fx_chunk.dll"), L"--data", L"mine.bin"},
+         "chunk chunk from the caller's folder; "},
+        {"and written there",
+         caller.path(),
+         {L"configure-live", L"--vst", testPlugin(L"fx_effect.dll"), L"--data", L"new.bin", L"--bits", L"32"},
+         "",
+         L"new.bin"},
+    };
+    wchar_t ours[MAX_PATH];
+    GetCurrentDirectoryW(MAX_PATH, ours);
+    for (const Row& row : rows) {
+        CallLog log;
+        SetCurrentDirectoryW(row.folder.c_str());
+        HostRun run = runHost(row.arguments);
+        SetCurrentDirectoryW(ours);
+        EXPECT_EQ(run.exitCode, 0u) << row.name;
+        EXPECT_EQ(run.error.substr(0, 10), row.arguments[0] == L"info" ? "Number of " : "") << row.name;
+        EXPECT_EQ(joined(log.callsStartingWith("chunk ")), row.calls) << row.name;
+        if (!row.written.empty()) {
+            EXPECT_EQ(readWholeFile(row.folder + row.written), std::string(8, '\0')) << row.name;
+        }
+    }
+}
+
 } // namespace

@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
 #include "parent.h"
 #include "running_host.h"
 #include "stream_bytes.h"
@@ -355,6 +359,187 @@ TEST(Configure, WindowKindSizeTitleOwnerAndExitCode) {
             << row.name;
     }
     DestroyWindow(ours);
+}
+
+// What a settings file holds, readably: a preset image's component part
+// (where the values of a VST 3 plug-in are), or the whole blob; printable
+// bytes as they are, others in hexadecimal.
+std::string readable(const std::string& blob) {
+    std::string part = blob;
+    if (blob.compare(0, 4, "VST3") == 0 && blob.size() >= 48) {
+        // The first entry of the list is the component's: its offset and size.
+        uint64_t list = 0, offset = 0, size = 0;
+        std::memcpy(&list, &blob[40], 8);
+        if (list + 36 <= blob.size()) {
+            std::memcpy(&offset, &blob[size_t(list) + 16], 8);
+            std::memcpy(&size, &blob[size_t(list) + 24], 8);
+        }
+        part = offset + size <= blob.size() ? blob.substr(size_t(offset), size_t(size)) : "(no component part)";
+    }
+    std::string text;
+    for (unsigned char c : part) {
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "\\x%02X", c);
+        text += c == 0 ? std::string("|") : c >= 32 && c < 127 ? std::string(1, char(c)) : std::string(hex);
+    }
+    return text;
+}
+
+// The same image with another component state; the controller's part stays.
+std::string withComponentState(const std::string& image, const std::string& component) {
+    uint64_t list = 0, controllerAt = 0, controllerSize = 0;
+    std::memcpy(&list, &image[40], 8);
+    uint32_t entries = 0;
+    std::memcpy(&entries, &image[size_t(list) + 4], 4);
+    if (entries >= 2) {
+        std::memcpy(&controllerAt, &image[size_t(list) + 8 + 20 + 4], 8);
+        std::memcpy(&controllerSize, &image[size_t(list) + 8 + 20 + 12], 8);
+    }
+    return presetImage(image.substr(8, 32), component, image.substr(size_t(controllerAt), size_t(controllerSize)));
+}
+
+TEST(Configure, AWindowNobodyTouchesKeepsTheSettingsValueForValue) {
+    // Settings of every kind of plug-in, with values that are neither the
+    // defaults nor round numbers. The generic dialog sweeps each parameter
+    // through its range to find its texts; afterwards the plug-in must hold
+    // exactly what was loaded, so that the file is not even rewritten.
+    std::vector<float> many;
+    for (uint32_t i = 0; i < 80; ++i) // exact through a range of 16
+        many.push_back(float((i * 7919u + 13u) % 1048576u) / 1048576.0f);
+    std::string dpfState = std::string("__dpf_parameters_begin__") + '\0';
+    for (int i = 0; i < 80; ++i) { // plain values from -8 to 8, full of digits
+        char value[32];
+        std::snprintf(value, sizeof value, "%.12g", double(float(7.9 * std::sin(i + 1.0))));
+        dpfState += "p" + std::to_string(i) + '\0' + value + '\0';
+    }
+    dpfState += std::string("__dpf_parameters_end__") + '\0' + "\xfe" + '\0';
+    std::string gain(8, '\0');
+    const double gainValue = 0.1 * 3.14159265358979; // no float holds it
+    std::memcpy(&gain[0], &gainValue, 8);
+    struct Row {
+        const char* name;
+        std::wstring plugin;
+        const wchar_t* version;
+        std::string settings; // for a VST 3 plug-in, the component's state
+    };
+    const std::vector<Row> rows = {
+        {"VST 2, parameters", testPlugin(L"fx_effect.dll"), L"2", floats({0.31415927f, 0.27182817f})},
+        {"VST 2, a chunk", testPlugin(L"fx_chunk.dll"), L"2", "a user's chunk"},
+        {"VST 2 build of a framework effect", testPlugin(L"fxd_many-vst.dll"), L"2", floats(many)},
+        {"VST 3 on the SDK's classes", testPlugin(L"fx3_gain.vst3"), L"3", gain + "G1"},
+        {"VST 3 build of a framework effect, 80 parameters", testPlugin(L"fxd_many.vst3"), L"3", dpfState},
+    };
+    // Silence through a live run, ended by the end of its input.
+    const std::string live = message(3, formatRecord(44100, 2, 3, 2, 3)) + message(1, std::string(4096 * 8, '\0'));
+    for (const Row& row : rows) {
+        ScopedTempFolder folder;
+        const std::wstring data = folder.path() + L"settings.bin";
+        std::string loaded = row.settings;
+        if (row.version == std::wstring(L"3")) {
+            // The class and the controller's part as the plug-in writes them.
+            const std::wstring title = uniqueTitle();
+            RunningHost host({L"configure", L"--vst", row.plugin, L"--vst-version", row.version, L"--window-title",
+                              title, L"--data", data});
+            PostMessageW(host.window(title), WM_CLOSE, 0, 0);
+            host.finish();
+            loaded = withComponentState(readWholeFile(data), row.settings);
+        }
+        for (const wchar_t* command : {L"configure", L"configure-live"}) {
+            const std::string what = std::string(row.name) + ", " + narrow(command);
+            writeWholeFile(data, loaded);
+            makeOld(data);
+            const std::wstring title = uniqueTitle();
+            const bool isLive = command == std::wstring(L"configure-live");
+            RunningHost host({command, L"--vst", row.plugin, L"--vst-version", row.version, L"--window-title", title,
+                              L"--data", data, L"--bits", L"32", L"--formattag", L"3"},
+                             isLive ? live : "");
+            if (!isLive)
+                PostMessageW(host.window(title), WM_CLOSE, 0, 0);
+            HostRun run = host.finish();
+            EXPECT_EQ(run.exitCode, 0u) << what;
+            EXPECT_EQ(run.error, "") << what;
+            const std::string saved = readWholeFile(data);
+            EXPECT_TRUE(sameBytes(saved, loaded))
+                << what << "\nsaved:  " << readable(saved) << "\nloaded: " << readable(loaded);
+            EXPECT_TRUE(untouched(data)) << what << ": nothing changed, nothing written";
+        }
+    }
+}
+
+TEST(GenericDialog, RowsBeyondTheScreenScrollIntoView) {
+    // 200 parameters: far more rows than any screen holds.
+    const std::wstring title = uniqueTitle();
+    RunningHost host(configure(L"fx_many.dll", {L"--window-title", title}));
+    HWND dialog = host.window(title);
+    ASSERT_TRUE(dialog);
+    MONITORINFO screen = {};
+    screen.cbSize = sizeof screen;
+    GetMonitorInfoW(MonitorFromWindow(dialog, MONITOR_DEFAULTTONEAREST), &screen);
+    RECT outer;
+    GetWindowRect(dialog, &outer);
+    EXPECT_TRUE(outer.top >= screen.rcWork.top && outer.bottom <= screen.rcWork.bottom)
+        << "the dialog " << outer.top << " to " << outer.bottom << " in a work area " << screen.rcWork.top << " to "
+        << screen.rcWork.bottom;
+    // Where a row's slider stands in the client area, and whether all of it
+    // is to be seen.
+    auto sliderTop = [dialog](int parameter) {
+        RECT place;
+        GetWindowRect(GetDlgItem(dialog, 666 + 4 * parameter + 1), &place);
+        MapWindowPoints(HWND_DESKTOP, dialog, reinterpret_cast<POINT*>(&place), 2);
+        return place.top;
+    };
+    auto shown = [dialog, &sliderTop](int parameter) {
+        RECT client, place;
+        GetClientRect(dialog, &client);
+        GetWindowRect(GetDlgItem(dialog, 666 + 4 * parameter + 1), &place);
+        return sliderTop(parameter) >= 0 && sliderTop(parameter) + (place.bottom - place.top) <= client.bottom;
+    };
+    const int firstTop = sliderTop(0);
+    EXPECT_TRUE(shown(0));
+    EXPECT_FALSE(shown(199));
+    // The wheel, turned over a slider, as the system sends it: to the control
+    // with the focus, through the dialog's loop.
+    HWND slider = GetDlgItem(dialog, 667);
+    for (int turn = 0; turn < 400; ++turn)
+        PostMessageW(slider, WM_MOUSEWHEEL, MAKEWPARAM(0, WORD(-WHEEL_DELTA)), 0);
+    for (int i = 0; i < 250 && !shown(199); ++i)
+        RunningHost::pumpAWhile();
+    EXPECT_TRUE(shown(199)) << "the last row, at " << sliderTop(199);
+    EXPECT_FALSE(shown(0));
+    EXPECT_EQ(SendMessageW(slider, TBM_GETPOS, 0, 0), 0) << "the wheel moved the rows, not the slider";
+    SendMessageW(dialog, WM_VSCROLL, SB_TOP, 0);
+    EXPECT_EQ(sliderTop(0), firstTop) << "back at the top";
+    PostMessageW(dialog, WM_CLOSE, 0, 0);
+    EXPECT_EQ(host.finish().exitCode, 0u);
+}
+
+TEST(CustomEditor, KeysTypedIntoTheEditorArriveAsCharacters) {
+    const std::wstring title = uniqueTitle();
+    CallLog log;
+    RunningHost host(configure(L"fx_editor.dll", {L"--window-title", title}));
+    HWND window = host.window(title);
+    ASSERT_TRUE(window);
+    HWND view = FindWindowExW(window, NULL, L"fx editor view", NULL);
+    // A key as the system posts it to the window with the focus.
+    const struct {
+        UINT key;
+        const char* typed;
+    } keys[] = {{'A', "char 97"}, {'7', "char 55"}};
+    for (const auto& key : keys) {
+        const size_t before = log.callsStartingWith("char ").size();
+        const LPARAM scan = LPARAM(MapVirtualKeyW(key.key, 0 /* MAPVK_VK_TO_VSC */)) << 16 | 1;
+        PostMessageW(view, WM_KEYDOWN, key.key, scan);
+        PostMessageW(view, WM_KEYUP, key.key, scan | LPARAM(0xC0000000));
+        for (int i = 0; i < 250 && log.callsStartingWith("char ").size() == before; ++i)
+            RunningHost::pumpAWhile();
+        std::vector<std::string> typed = log.callsStartingWith("char ");
+        EXPECT_EQ(typed.size(), before + 1) << key.typed;
+        if (typed.size() > before) {
+            EXPECT_EQ(typed[before], key.typed);
+        }
+    }
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    EXPECT_EQ(host.finish().exitCode, 0u);
 }
 
 } // namespace

@@ -65,4 +65,44 @@ TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
     }
 }
 
+TEST(ConfigureLive, TheStreamStartsOnceTheDialogHasProbedItsParameters) {
+    // Audio waits in the pipe before the window exists; the dialog's sweep
+    // of every parameter must not be heard.
+    PipeServer pipe(PIPE_ACCESS_DUPLEX);
+    const std::wstring title = uniqueTitle();
+    CallLog log;
+    RunningHost host({L"configure-live", L"--vst", testPlugin(L"fx_effect.dll"), L"--bits", L"32", L"--formattag", L"3",
+                      L"--window-title", title, L"--pipe", pipe.name()});
+    pipe.waitForClient();
+    pipe.write(message(3, formatRecord(44100, 2, 0, 2, 0)) + message(1, floatFrames(2048, 2)));
+    EXPECT_TRUE(host.window(title));
+    pipe.close();
+    EXPECT_EQ(host.finish().exitCode, 0u);
+    std::vector<std::string> calls = log.calls();
+    size_t lastSet = 0, firstBlock = calls.size();
+    for (size_t i = 0; i < calls.size(); ++i) {
+        if (calls[i].compare(0, 12, "setParameter") == 0)
+            lastSet = i;
+        if (calls[i].compare(0, 16, "processReplacing") == 0 && firstBlock == calls.size())
+            firstBlock = i;
+    }
+    EXPECT_LT(lastSet, firstBlock) << joined(calls);
+    EXPECT_LT(firstBlock, calls.size()) << "the audio went through";
+}
+
+TEST(ConfigureLive, AWindowThatCannotBeMadeEndsTheRunAtOnce) {
+    // The parent holds its pipe open and sends nothing: the run must not
+    // wait for the stream, and the stream never starts.
+    for (const wchar_t* plugin : {L"fx_effect.dll", L"fx_editor.dll"}) {
+        PipeServer pipe(PIPE_ACCESS_DUPLEX);
+        RunningHost host({L"configure-live", L"--vst", testPlugin(plugin), L"--bits", L"32", L"--formattag", L"3",
+                          L"--parent-window", L"7FFFFFF0", L"--pipe", pipe.name()});
+        pipe.waitForClient();
+        HostRun run = host.finish();
+        pipe.close();
+        EXPECT_EQ(run.exitCode, exitFailure) << narrow(plugin);
+        EXPECT_EQ(run.error, "") << narrow(plugin);
+    }
+}
+
 } // namespace

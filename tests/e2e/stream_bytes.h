@@ -13,6 +13,20 @@ inline std::string le32(uint32_t v) {
     return std::string(reinterpret_cast<const char*>(&v), 4); // little-endian, as x64 is
 }
 
+inline std::string le64(uint64_t v) {
+    return le32(uint32_t(v)) + le32(uint32_t(v >> 32));
+}
+
+// A VST 3 preset image as the host writes its settings: the class as 32
+// hexadecimal digits, the component's state, the controller's, and the
+// list of the two.
+inline std::string presetImage(const std::string& classId, const std::string& component,
+                               const std::string& controller) {
+    const uint64_t c = component.size(), k = controller.size();
+    return "VST3" + le32(1) + classId + le64(48 + c + k) + component + controller + "List" + le32(2) + "Comp" +
+           le64(48) + le64(c) + "Cont" + le64(48 + c) + le64(k);
+}
+
 inline std::string message(uint32_t command, const std::string& payload) {
     return le32(command) + le32(uint32_t(payload.size())) + payload;
 }

@@ -26,18 +26,13 @@ std::vector<std::wstring> with(std::vector<std::wstring> arguments, const std::v
 
 const std::vector<std::wstring> chunkedFloat = {L"--protocol", L"chunked", L"--bits", L"32", L"--formattag", L"3"};
 
-std::string le64(uint64_t v) {
-    return le32(uint32_t(v)) + le32(uint32_t(v >> 32));
-}
-
 // The preset image of fx3_gain with its gain (normalized): the component's
 // state, the gain and "G1", then the controller's, "UI" and a byte.
 std::string gainImage(double gain) {
     std::string component(8, '\0');
     std::memcpy(&component[0], &gain, 8);
     component += "G1";
-    return "VST3" + le32(1) + "6A4F1C528E3B4D7A9C21F0B35D7E8B01" + le64(48 + 13) + component + "UI\x01" + "List" +
-           le32(2) + "Comp" + le64(48) + le64(10) + "Cont" + le64(58) + le64(3);
+    return presetImage("6A4F1C528E3B4D7A9C21F0B35D7E8B01", component, "UI\x01");
 }
 
 TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
@@ -49,6 +44,7 @@ TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
         const char* error; // null: the VST 2 attempt's report, which names the path
     } cases[] = {
         {L"fx3_bundle.vst3", nullptr, 0, ""},
+        {L"fx3_bundle.vst3\\", nullptr, 0, ""}, // as shell completion writes a folder
         {L"fx3_twoclasses.vst3", nullptr, 0, ""},
         {L"fx3_gain.vst3", L"3", 0, ""},
         // The VST 3 attempt says nothing of its own.

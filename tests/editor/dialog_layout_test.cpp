@@ -1,6 +1,6 @@
 // The generic dialog's layout where end-to-end runs, at 96 and 120 dots per
-// inch on both axes, do not reach, and the way back from a control to its
-// parameter.
+// inch on both axes, do not reach, rows that scroll, and the way back from
+// a control to its parameter.
 
 #include "editor/dialog_layout.h"
 
@@ -41,6 +41,29 @@ TEST(DialogLayout, ControlsLeadBackToTheirParameter) {
     for (const auto& row : rows)
         EXPECT_EQ(parameterOfControl(row.id, row.parameters), row.index)
             << "id " << row.id << " of " << row.parameters << " parameters";
+}
+
+TEST(DialogLayout, RowsThatDoNotFitScroll) {
+    // 10 rows at 96 DPI: rows of 48 with gaps of 16, 656 high in all.
+    const DialogLayout l(96, 96, 0, 10);
+    const struct {
+        const char* name;
+        int32_t available, wanted, delta;
+        int32_t shown, top, step;
+    } rows[] = {
+        {"all fit: nothing scrolls", 656, 50, 120, 656, 0, -64},
+        {"more room than needed", 2000, -5, -120, 656, 0, 64},
+        {"half the height", 328, 200, -240, 328, 200, 128},
+        {"no further than the last row", 328, 5000, 60, 328, 328, -32},
+        {"above the first row", 328, -64, 0, 328, 0, 0},
+        {"never less than a row", 10, 700, 360, 80, 576, -192},
+    };
+    for (const auto& row : rows) {
+        int32_t shown = l.shownHeight(row.available);
+        EXPECT_EQ(shown, row.shown) << row.name;
+        EXPECT_EQ(l.scrollTop(row.wanted, shown), row.top) << row.name;
+        EXPECT_EQ(l.wheelStep(row.delta), row.step) << row.name;
+    }
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Parameter queues and the single-reader rings that carry changes between
 // threads: point order and replacement at one offset, reuse without
-// allocating on the audio thread, and the full-ring rule. The moves between
+// allocating on the audio thread, and rings that lose nothing when full. The moves between
 // rings and a block's queues are the adapter's tests'.
 
 #include "vst3/parameter_changes.h"
@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "../stream/counting_allocator.h"
@@ -108,23 +109,68 @@ TEST(ParameterChanges, FindsQueuesByIdAndReusesThemWithoutAllocating) {
     EXPECT_EQ(seven->getPointCount(), 0);
 }
 
-TEST(ParameterChangeTransfer, AFullRingKeepsWhatItHolds) {
-    ParameterChangeTransfer transfer(4);
-    for (ParamID id : {1u, 2u, 3u, 4u, 5u})
-        add(transfer, id);
-    EXPECT_EQ(drain(transfer), std::vector<ParamID>({1, 2, 3})) << "a ring of 4 holds 3; the newest is overwritten";
-
-    // Both indices go round the ring many times.
-    for (ParamID round = 0; round < 10; ++round) {
-        add(transfer, 2 * round);
-        add(transfer, 2 * round + 1);
-        EXPECT_EQ(drain(transfer), std::vector<ParamID>({2 * round, 2 * round + 1})) << "round " << round;
+TEST(ParameterChangeTransfer, NothingIsLostWhateverTheSize) {
+    // Changes written (+n: ids from the next one on) and read (-n: that many,
+    // 0: all) in turn; every id must come out once, in order.
+    struct Row {
+        const char* name;
+        int32 size;
+        std::vector<int> steps;
+    };
+    const std::vector<Row> rows = {
+        {"a ring of no size", 0, {+5, -2, +3, 0}},
+        {"one slot holds nothing", 1, {+3, 0}},
+        {"more than fit", 4, {+9, 0}},
+        {"read in part, then more than fit", 4, {+6, -2, +5, -1, +4, 0}},
+        {"round and round", 4, {+2, 0, +2, 0, +2, 0, +2, 0, +2, 0, +9, -8, +1, 0}},
+        {"a hundred times the ring", 8, {+800, -3, +100, 0}},
+    };
+    for (const Row& row : rows) {
+        ParameterChangeTransfer transfer(row.size);
+        ParamID next = 1, expected = 1;
+        for (int step : row.steps) {
+            for (int i = 0; i < step; ++i)
+                add(transfer, next++);
+            ParamID id;
+            ParamValue value;
+            int32 offset;
+            for (int i = 0; step <= 0 && (step == 0 || i < -step) && transfer.getNextChange(id, value, offset); ++i) {
+                EXPECT_EQ(id, expected) << row.name;
+                EXPECT_EQ(value, id / 10.0) << row.name;
+                expected = id + 1;
+            }
+        }
+        EXPECT_EQ(expected, next) << row.name << ": every change read";
+        add(transfer, 1);
+        transfer.removeChanges();
+        EXPECT_EQ(drain(transfer), std::vector<ParamID>()) << row.name << ": removed";
     }
-    add(transfer, 1);
-    transfer.removeChanges();
-    EXPECT_EQ(drain(transfer), std::vector<ParamID>());
+}
 
-    ParameterChangeTransfer none;
-    add(none, 1);
-    EXPECT_EQ(drain(none), std::vector<ParamID>()) << "a ring of no size takes nothing";
+TEST(ParameterChangeTransfer, OrderHoldsBetweenTwoThreads) {
+    // A writer far faster than its reader, through a small ring.
+    const ParamID count = 200000;
+    ParameterChangeTransfer transfer(4);
+    std::thread writer([&transfer] {
+        for (ParamID id = 1; id <= count; ++id)
+            add(transfer, id);
+    });
+    ParamID expected = 1;
+    bool inOrder = true;
+    for (int idle = 0; expected <= count && idle < 1000000;) {
+        ParamID id;
+        ParamValue value;
+        int32 offset;
+        if (!transfer.getNextChange(id, value, offset)) {
+            ++idle;
+            std::this_thread::yield();
+            continue;
+        }
+        idle = 0;
+        inOrder = inOrder && id == expected && value == id / 10.0;
+        expected = id + 1;
+    }
+    writer.join();
+    EXPECT_TRUE(inOrder);
+    EXPECT_EQ(expected, count + 1);
 }

@@ -6,6 +6,7 @@
 #define FXD_LATENCY 2
 #define FXD_INSTRUMENT 3
 #define FXD_EDITOR 4
+#define FXD_MANY 5
 
 #ifndef FXD_KIND
 #error "FXD_KIND selects the effect"
@@ -45,6 +46,11 @@
 #define DISTRHO_PLUGIN_NUM_INPUTS 2
 #define DISTRHO_PLUGIN_WANT_LATENCY 1
 #define DISTRHO_PLUGIN_VST3_CATEGORIES "Fx|Delay"
+#elif FXD_KIND == FXD_MANY
+#define DISTRHO_PLUGIN_NAME "Fxd Many"
+#define DISTRHO_PLUGIN_URI "urn:fxhost:fxd_many"
+#define DISTRHO_PLUGIN_NUM_INPUTS 2
+#define DISTRHO_PLUGIN_VST3_CATEGORIES "Fx|EQ"
 #elif FXD_KIND == FXD_INSTRUMENT
 #define DISTRHO_PLUGIN_NAME "Fxd Instrument"
 #define DISTRHO_PLUGIN_URI "urn:fxhost:fxd_instrument"

@@ -84,7 +84,8 @@ ERect editorRect = has("ZeroRect")   ? ERect{0, 0, 0, 0}
 // Messages a test sends to the editor's own window, as a user's clicks in
 // it would make the plug-in act: resize yourself to wParam by lParam; make
 // a burst of lParam notifications, on a thread of your own, after changing
-// your settings if wParam is not 0.
+// your settings if wParam is not 0. Characters typed into it are logged
+// ("char <code>"), as a text field would take them.
 const UINT resizeYourself = WM_APP + 1, notifyBurst = WM_APP + 2;
 
 LRESULT CALLBACK viewProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -100,6 +101,10 @@ LRESULT CALLBACK viewProc(HWND window, UINT message, WPARAM wParam, LPARAM lPara
         });
         notifier.join();
         return 1;
+    }
+    if (message == WM_CHAR) {
+        pluginLog("char %u", unsigned(wParam));
+        return 0;
     }
     return DefWindowProcW(window, message, wParam, lParam);
 }
