@@ -1,8 +1,8 @@
 #include "host/crash_guard.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
 
 #include "host/crash_report.h"
@@ -57,9 +57,13 @@ LONG WINAPI onUnhandledException(EXCEPTION_POINTERS* pointers) {
     endWith(CrashLine(uint32_t(record->ExceptionCode), module, offset));
 }
 
-void onAbort(int) { endWith(CrashLine("abort")); }
+void onAbort(int) {
+    endWith(CrashLine("abort"));
+}
 
-void onTerminate() { endWith(CrashLine("std::terminate")); }
+void onTerminate() {
+    endWith(CrashLine("std::terminate"));
+}
 
 void __cdecl onInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, uintptr_t) {
     endWith(CrashLine("invalid parameter to a C runtime function"));
@@ -115,8 +119,8 @@ void NTAPI onThreadOrProcess(PVOID, DWORD reason, PVOID) {
 #endif
 extern "C" __declspec(allocate(".CRT$XLF")) const PIMAGE_TLS_CALLBACK fxhostCrashGuardCallback = onThreadOrProcess;
 #else
-extern "C" __attribute__((section(".CRT$XLF"), used))
-const PIMAGE_TLS_CALLBACK fxhostCrashGuardCallback = onThreadOrProcess;
+extern "C" __attribute__((section(".CRT$XLF"), used)) const PIMAGE_TLS_CALLBACK fxhostCrashGuardCallback =
+    onThreadOrProcess;
 #endif
 
 void guardAgainstCrashes() {
@@ -140,4 +144,6 @@ void guardAgainstCrashes() {
     InterlockedExchange(&guarded, 1);
 }
 
-void endingNormally() { InterlockedExchange(&ending, 1); }
+void endingNormally() {
+    InterlockedExchange(&ending, 1);
+}

@@ -39,7 +39,8 @@ std::vector<std::wstring> arguments(Mode mode, const std::wstring& plugin) {
 }
 
 std::string input(Mode mode) {
-    const std::string first = floatFrames(blocks / 2 * 512, 2), second = floatFrames(blocks / 2 * 512, 2, blocks / 2 * 512);
+    const std::string first = floatFrames(blocks / 2 * 512, 2),
+                      second = floatFrames(blocks / 2 * 512, 2, blocks / 2 * 512);
     if (mode == Mode::Plain)
         return first + second;
     if (mode == Mode::Chunked)
@@ -102,7 +103,8 @@ TEST(MisbehavingPlugin, NeverCorruptsTheStreamNorPassesForASuccess) {
         {"crash-close", Strikes::Close, {crashed + "access violation (c0000005) at <module>+0x"}},
         {"crash-thread", Strikes::Block, {crashed + "access violation (c0000005) at <module>+0x"}},
         // Under Wine 8 the system ends the thread instead of reporting it.
-        {"overflow", Strikes::Block,
+        {"overflow",
+         Strikes::Block,
          {crashed + "stack overflow (c00000fd) at <module>+0x",
           crashed + "the main thread stopped without a report, as a stack overflow ends it under Wine"}},
         {"illegal", Strikes::Block, {crashed + "illegal instruction (c000001d) at <module>+0x"}},
@@ -132,7 +134,7 @@ TEST(MisbehavingPlugin, NeverCorruptsTheStreamNorPassesForASuccess) {
                 Strikes strikes = mode == Mode::Info && row.strikes == Strikes::Block ? Strikes::Never : row.strikes;
                 std::string output = strikes == Strikes::Never || strikes == Strikes::Close ? quiet.output
                                      : strikes == Strikes::Open                             ? std::string()
-                                                                                            : quiet.output.substr(0, beforeBlock50(mode));
+                                                                : quiet.output.substr(0, beforeBlock50(mode));
                 EXPECT_TRUE(sameBytes(run.output, output)) << where;
                 if (strikes == Strikes::Never) {
                     EXPECT_EQ(run.exitCode, 0u) << where;
@@ -160,10 +162,9 @@ TEST(MisbehavingPlugin, PrintsGoToTheFileOfPluginOutput) {
         EXPECT_EQ(run.error, "") << kind.name;
         EXPECT_TRUE(sameBytes(run.output, quiet.output)) << kind.name;
         std::string printed = readWholeFile(file);
-        for (const char* text :
-             {"printf to standard output while opening", "fprintf to standard error while opening",
-              "WriteFile to a standard handle while opening", "on a thread of its own", "every 100th block",
-              "while closing"})
+        for (const char* text : {"printf to standard output while opening", "fprintf to standard error while opening",
+                                 "WriteFile to a standard handle while opening", "on a thread of its own",
+                                 "every 100th block", "while closing"})
             EXPECT_NE(printed.find(text), std::string::npos) << kind.name << ": no \"" << text << "\" in " << printed;
     }
     ScopedTempFolder folder;

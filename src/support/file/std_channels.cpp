@@ -82,8 +82,8 @@ void divertStandardChannels(const std::string& path) {
     if (path.empty())
         target = CreateFileW(L"NUL", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, NULL, OPEN_EXISTING, 0, NULL);
     else // appended, so that the runs of a whole session land in one file
-        target = CreateFileW(utf8ToWide(path).c_str(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                             NULL, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
+        target = CreateFileW(utf8ToWide(path).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE, NULL, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
     if (target == INVALID_HANDLE_VALUE)
         throwLastError();
     SetStdHandle(STD_OUTPUT_HANDLE, target);
@@ -93,10 +93,16 @@ void divertStandardChannels(const std::string& path) {
             divertRuntime(runtime, target);
 }
 
-void* standardOutput() { return kept ? keptOutput : GetStdHandle(STD_OUTPUT_HANDLE); }
+void* standardOutput() {
+    return kept ? keptOutput : GetStdHandle(STD_OUTPUT_HANDLE);
+}
 
-std::FILE* standardError() { return keptErrorStream ? keptErrorStream : stderr; }
+std::FILE* standardError() {
+    return keptErrorStream ? keptErrorStream : stderr;
+}
 
-void* standardErrorHandle() { return kept ? keptError : GetStdHandle(STD_ERROR_HANDLE); }
+void* standardErrorHandle() {
+    return kept ? keptError : GetStdHandle(STD_ERROR_HANDLE);
+}
 
 } // namespace Qz

@@ -28,7 +28,6 @@ std::string misbehaviour() {
     return name.substr(0, name.rfind('.'));
 }
 
-
 // Through every way a plug-in may reach the standard channels.
 void printEverywhere(const char* when) {
     std::printf("printf to standard output %s\n", when);
