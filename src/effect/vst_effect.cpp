@@ -5,6 +5,7 @@
 #include <cstring>
 #include <set>
 
+#include "support/file/std_channels.h"
 #include "vst2/speakers.h"
 #include "vst3/adapter_state.h"
 #include "vst3/module.h"
@@ -410,17 +411,17 @@ void VSTEffect::printInfo() {
     };
     for (const Direction& direction : directions) {
         int32_t pins = nonNegative(direction.pins);
-        std::fprintf(stderr, direction.count, pins);
+        std::fprintf(Qz::standardError(), direction.count, pins);
         for (int32_t i = 0; i < pins; ++i) {
-            std::fprintf(stderr, direction.pin, i);
+            std::fprintf(Qz::standardError(), direction.pin, i);
             // Unanswered, the record stays zero: an empty label and zeros.
             VstPinProperties properties;
             std::memset(&properties, 0, sizeof properties);
             dispatch(direction.opcode, i, 0, &properties);
             // A label may fill its field without a terminator.
-            std::fprintf(stderr, "    .label = %.*s\n", int(sizeof properties.label), properties.label);
-            std::fprintf(stderr, "    .flags = %i\n", int(properties.flags));
-            std::fprintf(stderr, "    .arrangementType = %i\n", int(properties.arrangementType));
+            std::fprintf(Qz::standardError(), "    .label = %.*s\n", int(sizeof properties.label), properties.label);
+            std::fprintf(Qz::standardError(), "    .flags = %i\n", int(properties.flags));
+            std::fprintf(Qz::standardError(), "    .arrangementType = %i\n", int(properties.arrangementType));
         }
     }
 }

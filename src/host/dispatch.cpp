@@ -8,6 +8,7 @@
 #include "stream/stream_command.h"
 #include "support/error/error.h"
 #include "support/file/file_win32.h"
+#include "support/file/std_channels.h"
 #include "support/http/file_http.h"
 #include "support/net/winsock.h"
 #include "support/text/path.h"
@@ -43,14 +44,14 @@ std::unique_ptr<VSTEffect> openVst2(const OptionMap& arguments, const std::strin
     // outlive its effClose.
     HMODULE library = LoadLibraryW(Qz::utf8ToWide(path).c_str());
     if (!library) {
-        std::fprintf(stderr, "Could not load VST bundle: %s\n", path.c_str());
+        std::fprintf(Qz::standardError(), "Could not load VST bundle: %s\n", path.c_str());
         return nullptr;
     }
     FARPROC entry = GetProcAddress(library, "VSTPluginMain");
     if (!entry)
         entry = GetProcAddress(library, "main");
     if (!entry || !effect->openEntry(reinterpret_cast<VstPluginMainProc>(reinterpret_cast<void*>(entry)))) {
-        std::fprintf(stderr, "Could not load VST: %s\n", path.c_str());
+        std::fprintf(Qz::standardError(), "Could not load VST: %s\n", path.c_str());
         return nullptr;
     }
     return effect;
@@ -175,7 +176,7 @@ bool mainWithGlobals(VSTGlobals& globals) {
 
     const std::string* vst = findOption(arguments, "--vst");
     if (!vst) {
-        std::fprintf(stderr, "No VST specified.\n");
+        std::fprintf(Qz::standardError(), "No VST specified.\n");
         return false;
     }
 
@@ -194,7 +195,7 @@ bool mainWithGlobals(VSTGlobals& globals) {
     if (!globals.effect && kinds.vst2)
         globals.effect = openVst2(arguments, *vst);
     if (!globals.effect) {
-        std::fprintf(stderr, "Could not open VST.");
+        std::fprintf(Qz::standardError(), "Could not open VST.");
         return false;
     }
 
@@ -226,6 +227,6 @@ bool mainWithGlobals(VSTGlobals& globals) {
     if (globals.command == "process")
         return process(globals);
 
-    std::fprintf(stderr, "Invalid arguments, no command found.\n");
+    std::fprintf(Qz::standardError(), "Invalid arguments, no command found.\n");
     return false;
 }

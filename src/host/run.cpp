@@ -3,6 +3,7 @@
 #include "host/dispatch.h"
 #include "run/vst_globals.h"
 #include "support/file/file_std.h"
+#include "support/file/std_channels.h"
 #include "support/win32.h"
 
 OptionMap& optionMap() {
@@ -26,7 +27,7 @@ bool runGlobals() {
     if (!standardInput)
         standardInput = std::make_shared<Qz::fileStdIn>(GetStdHandle(STD_INPUT_HANDLE));
     if (!standardOutput)
-        standardOutput = std::make_shared<Qz::fileStdOut>(GetStdHandle(STD_OUTPUT_HANDLE));
+        standardOutput = std::make_shared<Qz::fileStdOut>(Qz::standardOutput());
 
     VSTGlobals globals;
     globals.arguments = optionMap();

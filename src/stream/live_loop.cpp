@@ -9,6 +9,7 @@
 #include "run/vst_globals.h"
 #include "stream/stream_processor.h"
 #include "stream/stream_protocol.h"
+#include "support/file/std_channels.h"
 #include "support/thread/abort.h"
 
 namespace {
@@ -75,7 +76,7 @@ void liveLoop(VSTGlobals& globals) {
     try {
         run(globals);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "Live data processing error: %s", e.what());
-        std::fflush(stderr);
+        std::fprintf(Qz::standardError(), "Live data processing error: %s", e.what());
+        std::fflush(Qz::standardError());
     }
 }

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <thread>
 
+#include "misbehaviour.h"
 #include "plugin_log.h"
 #include "vst2/vst2_interface.h"
 
@@ -197,12 +198,16 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
     case effOpen:
         if (has("ThrowOpen"))
             throw std::runtime_error("fails in effOpen on purpose");
+        if (has("Rude"))
+            misbehave(Moment::Open);
         if (has("Asks")) {
             askHost(plugin->host, effect);
             plugin->host(effect, audioMasterNeedIdle, 0, 0, nullptr, 0.0f);
         }
         return 0;
     case effClose:
+        if (has("Rude"))
+            misbehave(Moment::Close);
         delete plugin; // the host never touches the record again
         return 1;
     case effEditOpen:
@@ -253,6 +258,8 @@ void VSTCALLBACK render(AEffect* effect, Sample** inputs, Sample** outputs, VstI
     const char* call = sizeof(Sample) == 8 ? "processDoubleReplacing" : accumulate ? "process" : "processReplacing";
     if (static_cast<Plugin*>(effect->object)->logging)
         pluginLog("%s %d", call, frames);
+    if (has("Rude") && frames > 0)
+        misbehave(Moment::Block);
     if (latency == 0 && !accumulate) { // a plain copy, so that a benchmark measures the host
         for (VstInt32 c = 0; c < pinsOut; ++c) {
             if (c < pinsIn)

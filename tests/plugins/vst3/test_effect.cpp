@@ -30,6 +30,10 @@
 //                     wParam by lParam (resizeView), WM_APP + 1 sets Gain to
 //                     wParam / 1000 (beginEdit, performEdit, endEdit).
 //   fx3_view_fail     the same view, whose `attached` fails
+//   fx3_rude          fx3_gain, whose copies misbehave as their names say
+//                     (../vst2/misbehaviour.h): initialize opens,
+//                     terminate closes, each process call with frames is a
+//                     block
 //
 // The log (../vst2/plugin_log.h) gets "InitDll", "GetPluginFactory",
 // "factory createInstance <object>" and "<object> <call> [<arguments>]" for
@@ -46,6 +50,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "../vst2/misbehaviour.h"
 #include "../vst2/plugin_log.h"
 #include "base/source/fobject.h"
 #include "pluginterfaces/gui/iplugview.h"
@@ -68,6 +73,12 @@ DEF_CLASS_IID(IPlugFrame)
 } // namespace Steinberg
 
 namespace {
+
+#if defined(FX3_RUDE)
+const bool rude = true;
+#else
+const bool rude = false;
+#endif
 
 const TUID controllerClassId = INLINE_UID(0x6A4F1C52, 0x8E3B4D7A, 0x9C21F0B3, 0x5D7E8B02);
 const ParamID gainId = 100;
@@ -129,13 +140,19 @@ public:
         for (int i = 0; named == kResultOk && i < 128 && host[i]; ++i)
             name += char(host[i]);
         pluginLog("component initialize in %s", named == kResultOk ? name.c_str() : "(no name)");
+        if (rude)
+            misbehave(Moment::Open);
         audioInputs.push_back(
             owned<Bus>(new AudioBus(STR16("Stereo In"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
         audioOutputs.push_back(
             owned<Bus>(new AudioBus(STR16("Stereo Out"), kMain, BusInfo::kDefaultActive, SpeakerArr::kStereo)));
         return Component::initialize(context);
     }
-    tresult PLUGIN_API terminate() override { return logged(Component::terminate(), "component terminate"); }
+    tresult PLUGIN_API terminate() override {
+        if (rude)
+            misbehave(Moment::Close);
+        return logged(Component::terminate(), "component terminate");
+    }
     tresult PLUGIN_API connect(IConnectionPoint* other) override {
         tresult result = logged(Component::connect(other), "component connect");
         IPtr<IMessage> message = owned(allocateMessage());
@@ -193,6 +210,8 @@ public:
         }
         if (data.numSamples <= 0 || data.numInputs < 1 || data.numOutputs < 1)
             return kResultOk;
+        if (rude)
+            misbehave(Moment::Block);
         AudioBusBuffers& in = data.inputs[0];
         AudioBusBuffers& out = data.outputs[0];
         if (data.symbolicSampleSize == kSample64)
