@@ -15,8 +15,8 @@ from .program import PathLike
 def save_comparison(path: PathLike, before: np.ndarray, after: np.ndarray, rate: int,
                     title: Optional[str] = None) -> None:
     """Writes a PNG: waveforms on top, spectrograms below, the input on the
-    left and the output on the right, on one time axis (the output's, which
-    includes the tail)."""
+    left and the output on the right, on one time axis (the longer one's,
+    usually the output with its tail)."""
     import matplotlib
 
     matplotlib.use("Agg")
@@ -24,7 +24,10 @@ def save_comparison(path: PathLike, before: np.ndarray, after: np.ndarray, rate:
 
     sides = [np.asarray(before, np.float64), np.asarray(after, np.float64)]
     sides = [s.reshape(len(s), -1) for s in sides]
-    seconds = max(len(s) for s in sides) / rate
+    # Both on the output's length: after the input ends there is silence.
+    frames = max(len(s) for s in sides)
+    sides = [np.pad(s, ((0, frames - len(s)), (0, 0))) for s in sides]
+    seconds = frames / rate
     figure, axes = plt.subplots(2, 2, figsize=(12, 6.5), sharex=True, constrained_layout=True)
     for column, (audio, name) in enumerate(zip(sides, ("before", "after"))):
         time = np.arange(len(audio)) / rate
@@ -39,8 +42,11 @@ def save_comparison(path: PathLike, before: np.ndarray, after: np.ndarray, rate:
             wave.legend(loc="upper right", fontsize="small")
         spectrum = axes[1][column]
         mono = audio.mean(axis=1) if len(audio) else np.zeros(2048)
-        spectrum.specgram(mono + 1e-12, NFFT=2048, Fs=rate, noverlap=1536, cmap="magma", vmin=-140, vmax=-20)
-        spectrum.set_ylim(0, min(rate / 2, 12000))
+        # Noise far below the scale, so that digital silence (no level in
+        # dB) draws as the quietest colour and not as a hole.
+        floor = np.random.default_rng(0).normal(0.0, 1e-9, len(mono))
+        spectrum.specgram(mono + floor, NFFT=2048, Fs=rate, noverlap=1536, cmap="magma", vmin=-140, vmax=-20)
+        spectrum.set_ylim(0, min(rate / 2, 6000))
         spectrum.set_xlabel("seconds")
         spectrum.set_ylabel("Hz")
     if title:
