@@ -7,6 +7,7 @@
 A plug-in that crashes or hangs ends its own fxhost.exe process and raises
 PluginCrashed or Timeout here; this interpreter goes on.
 """
+from . import picture
 from .errors import (CRASH_PREFIX, FormatError, FxhostError, PluginCrashed, PluginOpenError, ProgramNotFound,
                      Timeout)
 from .plugin import Info, Pin, Plugin, Stream, StreamFormat, parse_info

@@ -105,6 +105,8 @@ def test_settings_from_a_file_reach_the_plugin(tmp_path, call_log):
     ("too many channels", "fx_effect.dll", lambda p: p.process(np.zeros((10, 33), np.float32), 44100),
      fxhost.FormatError),
     ("info of a plug-in that does not open", "fx_badmagic.dll", lambda p: p.info(), fxhost.PluginOpenError),
+    ("configure under a parent that is no window", "fx_params.dll", lambda p: p.configure(parent_window=0x7FF0),
+     fxhost.FxhostError),
 ])
 def test_failures(name, file, action, error):
     p = fxhost.Plugin(plugin(file), timeout=3.0)
