@@ -241,25 +241,27 @@ class Plugin:
         if dpi_aware is not None:
             extra += ["--dpi-aware", "yes" if dpi_aware else "no"]
 
-        def run(data: Optional[Path]) -> Optional[bytes]:
-            if data is None:
-                handle, name = tempfile.mkstemp(prefix="fxhost-", suffix=".bin")
-                os.close(handle)
-                try:
-                    result = run(Path(name))
-                finally:
-                    os.unlink(name)
-                self._settings = result
-                return result
-            code, text = self._run("configure", extra, data=data, timeout=timeout)
-            if code != 0:
-                raise error_for(code, text, "configure")
-            saved = data.read_bytes()
-            if self._file is None:
-                self._settings = saved or self._settings
-            return saved or None
+        if self._file is not None:
+            self._configure(extra, self._file, timeout)
+            return self._file.read_bytes() or None
+        # A file of our own for the window to save into, holding the
+        # current settings to start from.
+        handle, name = tempfile.mkstemp(prefix="fxhost-", suffix=".bin")
+        try:
+            with os.fdopen(handle, "wb") as out:
+                out.write(self._settings or b"")
+            self._configure(extra, Path(name), timeout)
+            saved = Path(name).read_bytes()
+        finally:
+            os.unlink(name)
+        if saved:
+            self._settings = saved
+        return self._settings
 
-        return self._with_data(run)  # type: ignore[return-value]
+    def _configure(self, extra: List[str], data: Path, timeout: Optional[float]) -> None:
+        code, text = self._run("configure", extra, data=data, timeout=timeout)
+        if code != 0:
+            raise error_for(code, text, "configure")
 
     # Audio
 
