@@ -515,8 +515,9 @@ bool Host::test() const {
     try {
         throwFor("test", code, text);
     } catch (const OpenError&) {
-        return false;
+        // Not opening is an answer; any other failure goes on up.
     }
+    return false;
 }
 
 bool Host::hasEditor() const {

@@ -20,7 +20,7 @@ import tempfile
 import threading
 import time
 from pathlib import Path
-from typing import List, Optional, Sequence, Tuple, Union
+from typing import Callable, List, Optional, Sequence, Tuple, Union
 
 from . import program as programs
 from .errors import FxhostError, error_for, timeout_for
@@ -70,14 +70,25 @@ class Run:
 
     def exchange(self, send: Sequence[Buffer], expect: int, timeout: Optional[float]) -> bytearray:
         """Writes the buffers of `send` in order while reading `expect` bytes
-        of reply. `timeout` is how long either side may make no progress.
+        of reply, and gives the reply. `timeout` is how long either side
+        may make no progress.
 
         Raises Timeout (the process is killed first) or, when the program
         ended or stopped reading, the failure its exit code and standard
         error describe."""
+        reply = bytearray(expect)
+        self.scatter(send, [memoryview(reply)], timeout)
+        return reply
+
+    def scatter(self, send: Sequence[Buffer], receive: Sequence[memoryview], timeout: Optional[float],
+                progress: Optional[Callable[[int], None]] = None) -> None:
+        """As exchange, the reply read into the buffers of `receive` in
+        order, so that many messages can be in flight and their audio lands
+        where the caller wants it. `progress` hears the bytes read so far."""
         assert self._io is not None
+        targets = [memoryview(r).cast("B") for r in receive if len(r)]
         try:
-            return self._io.exchange(send, expect, timeout)
+            self._io.exchange([memoryview(b).cast("B") for b in send if len(b)], targets, timeout, progress)
         except _Stalled:
             self.kill()
             raise timeout_for(self.stderr_text(), self.what,
@@ -129,8 +140,12 @@ class _Ended(Exception):
     pass
 
 
+Progress = Optional[Callable[[int], None]]
+
+
 class _PipeIO:
-    def exchange(self, send: Sequence[Buffer], expect: int, timeout: Optional[float]) -> bytearray:
+    def exchange(self, send: List[memoryview], receive: List[memoryview], timeout: Optional[float],
+                 progress: Progress) -> None:
         raise NotImplementedError
 
     def close_input(self) -> None:
@@ -156,33 +171,38 @@ class _PolledIO(_PipeIO):
                 pass
         self.selector = selectors.DefaultSelector()
 
-    def exchange(self, send: Sequence[Buffer], expect: int, timeout: Optional[float]) -> bytearray:
-        reply = bytearray(expect)
-        view = memoryview(reply)
-        got = 0
-        pending: List[memoryview] = [memoryview(b).cast("B") for b in send if len(b)]
+    def exchange(self, send: List[memoryview], receive: List[memoryview], timeout: Optional[float],
+                 progress: Progress) -> None:
+        pending, targets = list(send), list(receive)
         selector = self.selector
         if pending:
             if self.input is None:
                 raise _Ended()
             selector.register(self.input, selectors.EVENT_WRITE)
-        if expect:
+        if targets:
             selector.register(self.output, selectors.EVENT_READ)
+        got = 0
         try:
-            while pending or got < expect:
+            while pending or targets:
                 events = selector.select(timeout)
                 if not events:
                     raise _Stalled()
                 for key, _ in events:
                     if key.fileobj is self.output:
                         try:
-                            n = self.output.readinto(view[got:])
+                            n = self.output.readinto(targets[0])
                         except OSError:
                             raise _Ended() from None
                         if n == 0:
                             raise _Ended()
-                        got += n or 0
-                        if got == expect:
+                        if n:
+                            got += n
+                            targets[0] = targets[0][n:]
+                            if not len(targets[0]):
+                                targets.pop(0)
+                            if progress is not None:
+                                progress(got)
+                        if not targets:
                             selector.unregister(self.output)
                     else:
                         try:
@@ -198,7 +218,6 @@ class _PolledIO(_PipeIO):
         finally:
             for key in list(selector.get_map().values()):
                 selector.unregister(key.fileobj)
-        return reply
 
     def close_input(self) -> None:
         if self.input is not None:
@@ -224,7 +243,7 @@ class _ThreadedIO(_PipeIO):
     def __init__(self, process: subprocess.Popen) -> None:
         self.process = process
         self.chunks: "queue.Queue[bytes]" = queue.Queue()
-        self.leftover = b""
+        self.leftover = memoryview(b"")
         self.input_open = True
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
@@ -240,17 +259,17 @@ class _ThreadedIO(_PipeIO):
             if not data:
                 return
 
-    def exchange(self, send: Sequence[Buffer], expect: int, timeout: Optional[float]) -> bytearray:
+    def exchange(self, send: List[memoryview], receive: List[memoryview], timeout: Optional[float],
+                 progress: Progress) -> None:
         failed: List[BaseException] = []
         writer = None
-        if any(len(b) for b in send):
+        if send:
             if not self.input_open:
                 raise _Ended()
 
             def write() -> None:
                 try:
-                    for b in send:
-                        view = memoryview(b).cast("B")
+                    for view in send:
                         while len(view):
                             view = view[self.process.stdin.write(view) or 0:]
                 except (OSError, ValueError) as error:
@@ -258,19 +277,25 @@ class _ThreadedIO(_PipeIO):
 
             writer = threading.Thread(target=write, daemon=True)
             writer.start()
-        reply = bytearray(self.leftover[:expect])
-        self.leftover = self.leftover[expect:]
-        while len(reply) < expect:
-            try:
-                data = self.chunks.get(timeout=timeout)
-            except queue.Empty:
-                raise _Stalled() from None
-            if not data:
-                self.chunks.put(data)  # the end stays the end for later calls
-                raise _Ended()
-            need = expect - len(reply)
-            reply += data[:need]
-            self.leftover = data[need:]
+        got = 0
+        for target in receive:
+            while len(target):
+                if not len(self.leftover):
+                    try:
+                        chunk = self.chunks.get(timeout=timeout)
+                    except queue.Empty:
+                        raise _Stalled() from None
+                    if not chunk:
+                        self.chunks.put(chunk)  # the end stays the end for later calls
+                        raise _Ended()
+                    self.leftover = memoryview(chunk)
+                n = min(len(target), len(self.leftover))
+                target[:n] = self.leftover[:n]
+                self.leftover = self.leftover[n:]
+                target = target[n:]
+                got += n
+                if progress is not None:
+                    progress(got)
         if writer is not None:
             start = time.monotonic()
             while writer.is_alive():
@@ -279,7 +304,6 @@ class _ThreadedIO(_PipeIO):
                     raise _Stalled()
             if failed:
                 raise _Ended()
-        return reply
 
     def close_input(self) -> None:
         if self.input_open:

@@ -300,13 +300,15 @@ class Plugin:
         if samples.ndim != 2 or samples.shape[1] < 1 or samples.shape[1] > 32:
             raise FormatError("audio must be (frames, channels) with 1 to 32 channels")
         channels = samples.shape[1]
-        total = samples.shape[0] * channels
-        done = [0]
+        total = samples.shape[0]
 
-        def report(frames: int, group_channels: int) -> None:
-            done[0] += frames * group_channels
-            if progress is not None:
-                progress(min(done[0], total) // channels, samples.shape[0])
+        def reporter(first: int, group: int) -> Callable[[int], None]:
+            # Progress over all groups: the samples of those before, and
+            # `frames` of each channel of this one.
+            def report(frames: int) -> None:
+                if progress is not None:
+                    progress((first * total + frames * group) // channels, total)
+            return report
 
         outputs: List[np.ndarray] = []
         with self.stream(rate, channels, dtype=samples.dtype) as session:
@@ -318,11 +320,14 @@ class Plugin:
                     group = session.granted.input_channels
                 part = samples[:, first:first + group]
                 outputs.append(session._render(part, tail, until_quiet, quiet_level, compensate_latency,
-                                               lambda n, g=group: report(n, g)))
+                                               reporter(first, group)))
                 first += group
             self.latency = session.latency
         length = max(o.shape[0] for o in outputs)
-        result = np.hstack([np.pad(o, ((0, length - o.shape[0]), (0, 0))) for o in outputs])
+        if len(outputs) == 1:
+            result = outputs[0]
+        else:  # tails may differ in length: the shorter end in silence
+            result = np.hstack([np.pad(o, ((0, length - o.shape[0]), (0, 0))) for o in outputs])
         return result.reshape(-1) if mono and result.shape[1] == 1 else result
 
 
@@ -437,13 +442,26 @@ class Stream:
 
     def _render(self, samples: np.ndarray, tail: bool, until_quiet: Optional[float], quiet_level: float,
                 compensate: bool, report: Callable[[int], None]) -> np.ndarray:
-        parts = []
-        for first in range(0, samples.shape[0], MESSAGE_FRAMES):
-            block = samples[first:first + MESSAGE_FRAMES]
-            parts.append(self.process(block))
-            report(block.shape[0])
-        if not parts:
-            self.process(samples[:0])  # only asks for the latency
+        # All messages go out in one exchange, each reply read straight into
+        # its place in the result: the program never waits for the next
+        # message, and no audio is copied on the way.
+        frames, outs = samples.shape[0], self.granted.output_channels
+        wire = self.dtype.newbyteorder("<")
+        source = np.ascontiguousarray(samples, wire)
+        out = np.empty((frames, outs), wire)
+        latency = bytearray(4)  # each reply's latency lands here; the last one stays
+        send: List[object] = []
+        receive: List[memoryview] = []
+        for first in range(0, frames, MESSAGE_FRAMES):
+            data = memoryview(source[first:first + MESSAGE_FRAMES].reshape(-1).view(np.uint8))
+            send += [struct.pack("<II", CMD_PROCESS, len(data)), data]
+            receive += [memoryview(out[first:first + MESSAGE_FRAMES].reshape(-1).view(np.uint8)), memoryview(latency)]
+        if not send:  # no audio: only the latency
+            send, receive = [_message(CMD_PROCESS)], [memoryview(latency)]
+        frame_bytes = outs * self.width
+        self._run.scatter(send, receive, self.plugin.timeout, lambda got: report(min(got // frame_bytes, frames)))
+        self.latency = struct.unpack("<I", latency)[0]
+        parts = [out.astype(self.dtype, copy=False)]
         cut = self.latency if compensate else 0
         if cut:
             parts.append(self.process(np.zeros((cut, self.granted.input_channels), self.dtype)))
@@ -451,8 +469,9 @@ class Stream:
             parts.append(self.ring_out(until_quiet, quiet_level))
         elif tail:
             parts.append(self.drain())
-        out = np.vstack(parts) if parts else np.zeros((0, self.granted.output_channels), self.dtype)
-        return out[cut:]
+        parts = [p for p in parts if len(p)] or parts[:1]
+        result = parts[0] if len(parts) == 1 else np.concatenate(parts)
+        return result[cut:]
 
     def close(self) -> None:
         """Ends the stream and the process; raises if it did not end well."""
