@@ -72,3 +72,29 @@ stop_wine() {
 
 # Windows path of a file under this machine's root, for Wine programs.
 winpath() { printf 'Z:%s' "$(readlink -f "$1" | tr / '\\')"; }
+
+# The Python client (python/): a virtual environment that sees Debian's
+# numpy, pytest and matplotlib (for the demo's picture), with the package
+# installed from this checkout, a copy of the built program included.
+FXHOST_PYTHON_PACKAGES=(python3-numpy python3-setuptools python3-venv python3-pip python3-pytest python3-matplotlib)
+FXHOST_VENV=$FXHOST_BUILD/python-venv
+python_client() {
+  local others=("${FXHOST_PACKAGES[@]}")
+  FXHOST_PACKAGES=("${FXHOST_PYTHON_PACKAGES[@]}")
+  ensure_packages
+  FXHOST_PACKAGES=("${others[@]}")
+  [ -x "$FXHOST_VENV/bin/python" ] || /usr/bin/python3 -m venv --system-site-packages "$FXHOST_VENV"
+  "$FXHOST_VENV/bin/pip" install -q --no-build-isolation --no-index --no-deps "$FXHOST_ROOT/python" >/dev/null
+}
+
+# The Python client's tests. pytest exits 0 when all passed, 5 when it
+# collected nothing (here that means the tests went missing, and says so)
+# and other codes for failures: only 0 passes.
+python_tests() {
+  python_client
+  say "testing the Python client"
+  local code=0
+  (cd "$FXHOST_ROOT/python" && "$FXHOST_VENV/bin/python" -m pytest -q -p no:cacheprovider tests) || code=$?
+  [ "$code" -ne 5 ] || say "pytest collected no tests"
+  return "$code"
+}

@@ -229,6 +229,14 @@ VstIntPtr VSTCALLBACK dispatcher(AEffect* effect, VstInt32 opcode, VstInt32 inde
         return fillPin(index, ptr, opcode == effGetInputProperties);
     case effSetProcessPrecision:
         return has("FloatOnly") && value == kVstProcessPrecision64 ? 0 : 1;
+    case effGetTailSize: // asked as a stream drains
+        if (has("HangInTail"))
+            Sleep(INFINITE);
+        if (has("CrashInTail")) {
+            volatile int* nowhere = nullptr;
+            *nowhere = 1;
+        }
+        return 0;
     case effGetChunk:
         *static_cast<void**>(ptr) = &plugin->chunk[0];
         return has("Chunks") ? VstIntPtr(plugin->chunk.size()) : 0;

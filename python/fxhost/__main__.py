@@ -1,0 +1,6 @@
+"""python -m fxhost: see fxhost.cli."""
+import sys
+
+from .cli import main
+
+sys.exit(main())
