@@ -68,6 +68,14 @@ TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
         HostRun run = runHost(arguments);
         std::string what = narrow(c.plugin) + (c.version ? " as VST " + narrow(c.version) : "");
         EXPECT_EQ(run.exitCode, c.exitCode) << what;
+        // A 32-bit plug-in's exception cannot unwind into the program: the
+        // plug-in's runtime says why and aborts, and the program fails with
+        // one line of its own after that.
+        if (sizeof(void*) == 4 && std::wstring(c.plugin).find(L"throw") != std::wstring::npos) {
+            const std::string last = "plug-in crashed: abort" + newline;
+            EXPECT_EQ(run.error.substr(run.error.size() - std::min(run.error.size(), last.size())), last) << what;
+            continue;
+        }
         EXPECT_EQ(run.error,
                   c.error ? c.error : "Could not load VST: " + narrow(path) + newline + "Could not open VST.")
             << what;
@@ -243,7 +251,7 @@ TEST(FrameworkPlugins, EveryCommandOpensBothBuildsAndTheInstrumentNeither) {
     } refused[] = {
         {"the instrument's VST 2 build", vst2Build(L"fxd_instrument"), "VST"},
         {"the instrument's VST 3 build", vst3Build(L"fxd_instrument"), "VST bundle"},
-        {"the other width's VST 2 build", vst2Build(L"fxd_otherwidth"), "VST"},
+        {"the other width's VST 2 build", vst2Build(L"fxd_otherwidth"), "VST bundle"}, // that does not load
         {"the other width's VST 3 build", vst3Build(L"fxd_otherwidth"), "VST bundle"},
     };
     for (const auto& row : refused) {
