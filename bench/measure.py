@@ -11,6 +11,7 @@ Unix process that the wine command becomes).
 
   measure.py startup <bin folder> [rounds]
   measure.py throughput <bin folder> [seconds of audio] [rounds]
+  measure.py widths <64-bit bin folder> <32-bit bin folder> [seconds of audio] [rounds]
 
 The caller has started a persistent wineserver in WINEPREFIX (bench/startup
 and bench/throughput do, through scripts/lib.sh).
@@ -269,14 +270,41 @@ def throughput(bin_dir, seconds, rounds):
     subprocess.run(["rm", "-rf", folder])
 
 
+def widths(bin64, bin32, seconds, rounds):
+    """fxhost32.exe against fxhost.exe: each width's build of the same
+    plug-in, the same chunked float stream, and the start-up of a test."""
+    folder = tempfile.mkdtemp(prefix="fxhost-bench.")
+    chunked = write_inputs(folder, seconds)[32][1]
+    print("widths: %d s of %d Hz %d-channel float audio, chunked, %d interleaved rounds" %
+          (seconds, RATE, CHANNELS, rounds))
+    cases = {}
+    for width, program in (("64-bit", os.path.join(bin64, "fxhost.exe")),
+                           ("32-bit", os.path.join(bin32, "fxhost32.exe"))):
+        for kind, name, version in (("VST 2", "fx_effect.dll", "2"), ("VST 3", "fx3_gain.vst3", "3")):
+            plugin = winpath(os.path.join(bin64 if width == "64-bit" else bin32, "plugins", name))
+            cases["test, %s, %s" % (kind, width)] = (["wine", program, "test", "--vst", plugin], None)
+            cases["process, %s, %s" % (kind, width)] = (
+                ["wine", program, "process", "--vst", plugin, "--vst-version", version, "--bits", "32",
+                 "--formattag", "3", "--protocol", "chunked"], chunked)
+    results = measure(cases, rounds, lambda label: label.rsplit(", ", 1)[0])
+    print_results(results)
+    print("ratios (64-bit time / 32-bit time):")
+    for pair in sorted({label.rsplit(", ", 1)[0] for label in cases}):
+        ratio_line(pair + ", 64-bit / 32-bit", results[pair + ", 64-bit"], results[pair + ", 32-bit"],
+                   "below 1: the 32-bit program is slower")
+    subprocess.run(["rm", "-rf", folder])
+
+
 def main(argv):
-    if len(argv) < 3 or argv[1] not in ("startup", "throughput"):
+    if len(argv) < 3 or argv[1] not in ("startup", "throughput", "widths") or argv[1] == "widths" and len(argv) < 4:
         raise SystemExit(__doc__)
     bin_dir = argv[2]
     desktop = Desktop(bin_dir)
     try:
         if argv[1] == "startup":
             startup(bin_dir, int(argv[3]) if len(argv) > 3 else 41)
+        elif argv[1] == "widths":
+            widths(bin_dir, argv[3], int(argv[4]) if len(argv) > 4 else 20, int(argv[5]) if len(argv) > 5 else 11)
         else:
             throughput(bin_dir, int(argv[3]) if len(argv) > 3 else 60, int(argv[4]) if len(argv) > 4 else 31)
     finally:

@@ -85,7 +85,7 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
             makePipe(inChild, inOurs, true);
         makePipe(outChild, outOurs, false);
         makePipe(errChild, errOurs, false);
-        std::wstring program = binFolder() + L"fxhost.exe", commandLine = quoteArgument(program);
+        std::wstring program = binFolder() + FXHOST_PROGRAM_NAME, commandLine = quoteArgument(program);
         for (const std::wstring& argument : arguments)
             commandLine += L" " + quoteArgument(argument);
         STARTUPINFOW startup = {};
@@ -96,7 +96,7 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
         startup.hStdError = errChild.get();
         PROCESS_INFORMATION started = {};
         if (!CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started))
-            throw std::runtime_error("could not start fxhost.exe");
+            throw std::runtime_error("could not start the program");
         process.reset(started.hProcess);
         thread.reset(started.hThread);
     }
@@ -110,7 +110,7 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
     if (WaitForSingleObject(process.get(), DWORD(timeoutSeconds * 1000)) != WAIT_OBJECT_0) {
         TerminateProcess(process.get(), 0xDEAD);
         WaitForSingleObject(process.get(), INFINITE);
-        ADD_FAILURE() << "fxhost.exe did not finish within " << timeoutSeconds << " s";
+        ADD_FAILURE() << "the program did not finish within " << timeoutSeconds << " s";
     }
     DWORD code = 0;
     GetExitCodeProcess(process.get(), &code);

@@ -64,6 +64,14 @@ TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
         HostRun run = runHost(arguments);
         std::string what = narrow(c.plugin) + (c.version ? " as VST " + narrow(c.version) : "");
         EXPECT_EQ(run.exitCode, c.exitCode) << what;
+        // A 32-bit plug-in's exception cannot unwind into the program: the
+        // plug-in's runtime says why and aborts, and the program fails with
+        // one line of its own after that.
+        if (sizeof(void*) == 4 && std::wstring(c.plugin).find(L"throw") != std::wstring::npos) {
+            const std::string last = "plug-in crashed: abort" + newline;
+            EXPECT_EQ(run.error.substr(run.error.size() - std::min(run.error.size(), last.size())), last) << what;
+            continue;
+        }
         EXPECT_EQ(run.error,
                   c.error ? c.error : "Could not load VST: " + narrow(path) + newline + "Could not open VST.")
             << what;
@@ -217,7 +225,7 @@ std::wstring vst3Build(const std::wstring& name) {
 }
 
 TEST(FrameworkPlugins, EveryCommandOpensBothBuildsAndTheInstrumentNeither) {
-    const std::wstring module = vst3Build(L"fxd_gain") + L"\\Contents\\x86_64-win\\fxd_gain.vst3";
+    const std::wstring module = vst3Build(L"fxd_gain") + L"\\Contents\\" FXHOST_VST3_ARCH L"\\fxd_gain.vst3";
     for (const std::wstring& plugin : {vst2Build(L"fxd_gain"), vst3Build(L"fxd_gain"), module}) {
         // The framework complains on standard error of a host that frees its
         // objects in the wrong order; nothing else writes there.
@@ -229,15 +237,26 @@ TEST(FrameworkPlugins, EveryCommandOpensBothBuildsAndTheInstrumentNeither) {
         EXPECT_EQ(info.error.find("Number of inputs: 2" + newline), 0u) << info.error;
         EXPECT_NE(info.error.find(newline + "Number of outputs: 2" + newline), std::string::npos) << info.error;
     }
-    // The instrument's VST 3 build is refused as VST 3 and then, as VST 2,
-    // is a folder.
-    HostRun refused2 = runHost({L"test", L"--vst", vst2Build(L"fxd_instrument")});
-    EXPECT_EQ(refused2.error,
-              "Could not load VST: " + narrow(vst2Build(L"fxd_instrument")) + newline + "Could not open VST.");
-    HostRun refused3 = runHost({L"test", L"--vst", vst3Build(L"fxd_instrument")});
-    EXPECT_EQ(refused3.exitCode, exitFailure);
-    EXPECT_EQ(refused3.error,
-              "Could not load VST bundle: " + narrow(vst3Build(L"fxd_instrument")) + newline + "Could not open VST.");
+    // A VST 3 build is refused as VST 3 and then, as VST 2, is a folder.
+    // fxd_otherwidth is fxd_gain built for the other width, which no
+    // process of this width can load, and whose bundle has no folder for it.
+    const struct {
+        const char* name;
+        std::wstring plugin;
+        const char* kind;
+    } refused[] = {
+        {"the instrument's VST 2 build", vst2Build(L"fxd_instrument"), "VST"},
+        {"the instrument's VST 3 build", vst3Build(L"fxd_instrument"), "VST bundle"},
+        {"the other width's VST 2 build", vst2Build(L"fxd_otherwidth"), "VST bundle"}, // that does not load
+        {"the other width's VST 3 build", vst3Build(L"fxd_otherwidth"), "VST bundle"},
+    };
+    for (const auto& row : refused) {
+        HostRun run = runHost({L"test", L"--vst", row.plugin});
+        EXPECT_EQ(run.exitCode, exitFailure) << row.name;
+        EXPECT_EQ(run.error, std::string("Could not load ") + row.kind + ": " + narrow(row.plugin) + newline +
+                                 "Could not open VST.")
+            << row.name;
+    }
 }
 
 TEST(FrameworkPlugins, Vst3BuildSoundsAsTheVst2Build) {
