@@ -8,6 +8,8 @@
 
 #include "support/win32.h"
 
+#include <psapi.h>
+
 namespace {
 
 // Quoted so that CommandLineToArgvW gives any argument back unchanged:
@@ -115,6 +117,9 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
     DWORD code = 0;
     GetExitCodeProcess(process.get(), &code);
     run.exitCode = code;
+    PROCESS_MEMORY_COUNTERS memory = {};
+    if (GetProcessMemoryInfo(process.get(), &memory, sizeof memory))
+        run.peakMemory = memory.PeakPagefileUsage;
     writer.join();
     outReader.join();
     errReader.join();
