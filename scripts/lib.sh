@@ -83,7 +83,9 @@ start_wine() {
   WINEPREFIX=$(mktemp -d /tmp/fxhost-wine.XXXXXX)
   # winebus polls for game controllers every millisecond or so: that costs
   # every test and benchmark CPU time and makes their timings noisy.
-  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winebus.sys=d"
+  # A test program that crashes ends at once instead of waiting in Wine's
+  # debugger until ctest gives up on it.
+  export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winebus.sys=d;winedbg.exe=d"
   say "preparing Wine in $WINEPREFIX"
   # The first start makes the prefix and its desktop process; the driver
   # setting only counts for a desktop started after it, so restart.

@@ -12,9 +12,10 @@
 #include "support/scoped_handle.h"
 
 struct HostRun {
-    uint32_t exitCode = 0; // 0xFFFFFFFF is the host's -1
-    std::string output;    // bytes the host wrote on standard output
-    std::string error;     // bytes the host wrote on standard error
+    uint32_t exitCode = 0;   // 0xFFFFFFFF is the host's -1
+    std::string output;      // bytes the host wrote on standard output
+    std::string error;       // bytes the host wrote on standard error
+    uint64_t peakMemory = 0; // the host's peak working set in bytes, as last seen while it ran
 };
 
 const uint32_t exitFailure = 0xFFFFFFFFu;

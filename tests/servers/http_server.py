@@ -22,14 +22,25 @@ Files are served from DIR. Paths, with their query parameters:
       ?chunked=N        chunked, N bytes per chunk
       ?ext=1            with "chunked": a chunk extension on each size line
       ?garbage=1        with "chunked": a size line that is no number
+      ?lastcrlf=0       with "chunked": close after "0\r\n", no final line end
       ?stall=1          read the request, answer nothing
       ?keep=1           answer without closing, for keep-alive clients
+      ?then=N           with drop or short: every later request is cut too,
+                        after N body bytes
+      ?ignore=1         ignore Range: every request gets 200 and all of it
+      ?from=N           answer Range with a 206 that starts at N instead
+      ?length=N         announce a Content-Length of N, whatever is sent
+      ?interim=CODES    interim replies first, e.g. "100,103"
+      ?crflood=1        after the status line (with "chunked": after the
+                        head), carriage returns until the client leaves
+      ?headerlines=N    N header lines of 4000 bytes before the others
   /redirect/K?to=PATH   302 to "K-1?to=PATH" (relative), and at 0 to PATH
   /loop                 302 to /loop
   /nolocation           302 without a Location
   /badlocation          302 to a URL without a host
   /basic/REST           Basic user:secret, else 401; then as /REST
   /digest/REST          Digest (qop auth) user:secret, else 401; then as /REST
+  /sha256/REST          only a Digest challenge with SHA-256, always 401
   /cookie/REST          Set-Cookie and 302 to /cookie-check/REST
   /cookie-check/REST    403 unless the cookie came back; then as /REST
   /status/TEXT          the status line "HTTP/1.1 " TEXT (percent-decoded)
@@ -49,6 +60,7 @@ import socketserver
 import ssl
 import struct
 import threading
+import time
 import urllib.parse
 
 USER, PASSWORD = "user", "secret"
@@ -177,6 +189,8 @@ class Handler(socketserver.StreamRequestHandler):
             if not self.digest_ok(method):
                 return self.challenge('Digest realm="%s", qop="auth", nonce="%s", opaque="5ccc069c"' % (REALM, NONCE))
             return self.route(method, rest)
+        if kind == "sha256":
+            return self.challenge('Digest realm="%s", nonce="%s", algorithm=SHA-256' % (REALM, NONCE))
         if kind == "cookie":
             return self.send("302 Found", [("Set-Cookie", "session=abc123; Path=/"),
                                            ("Location", "/cookie-check" + rest), ("Content-Length", "0")])
@@ -213,25 +227,47 @@ class Handler(socketserver.StreamRequestHandler):
         if q.get("stall") == "1":
             threading.Event().wait(120)
             return False
+        for code in q.get("interim", "").split(","):
+            if code:
+                self.wfile.write(("HTTP/1.1 %s Interim\r\nLink: </x>; rel=preload\r\n\r\n" % code).encode())
+        if q.get("crflood") == "1" and "chunked" not in q:
+            self.wfile.write(b"HTTP/1.1 200 OK\r\n")
+            return self.flood(b"\r")
+        if "headerlines" in q:
+            self.wfile.write(b"HTTP/1.1 200 OK\r\n")
+            lines = b"X-Pad: " + b"x" * 3991 + b"\r\n"
+            for _ in range(int(q["headerlines"]) // 100):
+                self.wfile.write(lines * 100)
+            self.wfile.write(b"Content-Length: 0\r\n\r\n")
+            return False
         start, status = 0, "200 OK"
         headers = []
         rng = self.headers.get("range", "")
-        if rng.startswith("bytes=") and rng.endswith("-") and q.get("ranges") != "none":
+        if rng.startswith("bytes=") and rng.endswith("-") and q.get("ranges") != "none" and "ignore" not in q:
             start = int(rng[6:-1])
             status = "206 Partial Content"
+            # A resume answered from elsewhere sends those bytes, under an
+            # honest Content-Range: only the start is not the one asked for.
+            start = int(q.get("from", start))
             headers.append(("Content-Range", "bytes %d-%d/%d" % (start, size - 1, size)))
         if q.get("ranges") == "none":
             headers.append(("Accept-Ranges", "none"))
         if "chunked" in q:
+            if q.get("crflood") == "1":
+                self.send(status, headers + [("Transfer-Encoding", "chunked")])
+                return self.flood(b"\r")
             with open(path, "rb") as f:
                 f.seek(start)
                 return self.send_chunked(status, headers, f.read(), int(q["chunked"]), keep)
         if q.get("nolength") != "1":
-            headers.append(("Content-Length", str(size - start)))
+            headers.append(("Content-Length", q.get("length", str(size - start))))
         cut = None
         for kind in ("drop", "short"):
-            if kind in q and first_time(self.key + "#" + kind):
-                cut = (kind, int(q[kind]))
+            if kind in q:
+                if first_time(self.key + "#" + kind):
+                    cut = (kind, int(q[kind]))
+                elif "then" in q:
+                    cut = (kind, int(q["then"]))
         if cut is None:
             return self.send_file(status, headers, path, start, size - start, close=not keep)
         self.send_file(status, headers, path, start, min(cut[1], size - start))
@@ -270,8 +306,16 @@ class Handler(socketserver.StreamRequestHandler):
             piece = body[at: at + size]
             sizeline = "zz" if self.query.get("garbage") == "1" else "%x" % len(piece)
             out += (sizeline + ext + "\r\n").encode() + piece + b"\r\n"
-        out += b"0\r\n\r\n"
+        out += b"0\r\n" if self.query.get("lastcrlf") == "0" else b"0\r\n\r\n"
         return self.send(status, headers + [("Transfer-Encoding", "chunked")], out, close=not keep)
+
+    # `byte` over and over until the client leaves (or a minute passes, so
+    # that a client that never does cannot keep this server busy).
+    def flood(self, byte):
+        piece, deadline = byte * 65536, time.monotonic() + 60
+        while time.monotonic() < deadline:
+            self.wfile.write(piece)
+        return False
 
     def proxy_authorized(self):
         expected = "Basic " + base64.b64encode((PROXY_USER + ":" + PASSWORD).encode()).decode()

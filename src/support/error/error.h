@@ -27,6 +27,9 @@ QZ_EXCEPTION(network_error_connect, network_error, "could not connect");
 
 // Deliberately outside network_error: a retry loop must never swallow it.
 QZ_EXCEPTION(user_abort, std::runtime_error, "user abort");
+// Deliberately outside network_error too: resumes that brought nothing have
+// been given up on, and no retry loop may start them again.
+QZ_EXCEPTION(no_progress, std::runtime_error, "server sends no more data");
 
 QZ_EXCEPTION(file_access_error, std::runtime_error, "file access error");
 QZ_EXCEPTION(directory_not_empty, file_access_error, "directory not empty");
@@ -55,6 +58,9 @@ QZ_EXCEPTION(method_not_allowed, error, "method not allowed");
 QZ_EXCEPTION(bad_url, error, "invalid URL");
 QZ_EXCEPTION(auth_error, error, "authentication failure");
 QZ_EXCEPTION(invalid_reply, error, "invalid server response");
+QZ_EXCEPTION(head_too_large, invalid_reply, "server response header too large");
+// A reply to a Range request that is not the rest of what was read before.
+QZ_EXCEPTION(resume_mismatch, error, "server response does not continue the data");
 } // namespace httpRequest_errors
 
 #undef QZ_EXCEPTION

@@ -7,17 +7,23 @@ namespace Qz {
 bool readLine(fileReader& reader, std::string& line, uint64_t maxLength) {
     std::string text;
     bool complete = false;
+    uint64_t taken = 0;
+    bool endStarted = false; // a carriage return past the limit: only the line feed may follow
     char c;
     while (reader.read(&c, 1) == 1) {
         if (c == '\n') {
             complete = true;
             break;
         }
-        if (c == '\r')
-            continue;
-        if (text.size() >= maxLength)
+        if (endStarted || (taken >= maxLength && c != '\r'))
             throw invalid_input();
-        text.push_back(c);
+        if (taken >= maxLength) {
+            endStarted = true;
+            continue;
+        }
+        ++taken;
+        if (c != '\r')
+            text.push_back(c);
     }
     line.swap(text);
     return complete;

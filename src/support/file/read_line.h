@@ -10,8 +10,11 @@ namespace Qz {
 
 // One line: a line feed ends it (true); carriage returns are dropped
 // wherever they stand; a short read ends it early (false), keeping what was
-// read. A line that would grow past `maxLength` bytes throws
-// Qz::invalid_input. `line` is replaced only at the end.
+// read. Every byte taken counts towards `maxLength`, a dropped carriage
+// return too; only the line end (a line feed, or a carriage return right
+// before it) is free. A line that would take more throws Qz::invalid_input,
+// so that no run of bytes, whatever they are, keeps a reader here for
+// ever. `line` is replaced only at the end.
 bool readLine(fileReader& reader, std::string& line, uint64_t maxLength);
 // As above with a limit of 16 MiB; a line without its line feed throws
 // Qz::invalid_input.

@@ -73,7 +73,7 @@ std::string digestAnswer(const std::string& method, const std::string& challenge
 
 } // namespace
 
-void authAnswer(const std::string& method, const std::vector<std::string>& challenges, const std::string& credentials,
+bool authAnswer(const std::string& method, const std::vector<std::string>& challenges, const std::string& credentials,
                 const std::string& uri, std::string& result, std::string (*makeCnonce)()) {
     for (const std::string& challenge : challenges) {
         std::string scheme;
@@ -82,17 +82,20 @@ void authAnswer(const std::string& method, const std::vector<std::string>& chall
         try {
             if (equalNoCase(scheme, "digest")) {
                 result = digestAnswer(method, challenge, credentials, uri, makeCnonce);
-                return;
+                return true;
             }
             if (equalNoCase(scheme, "basic")) {
                 result = basicAnswer(credentials);
-                return;
+                return true;
             }
         } catch (const httpRequest_errors::auth_error&) {
             // The next challenge may be one this client can answer.
         }
     }
+    if (!challenges.empty())
+        return false;
     result = basicAnswer(credentials);
+    return true;
 }
 
 authCache& authCache::instance() {

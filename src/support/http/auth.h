@@ -21,17 +21,19 @@ namespace Qz {
 // supports, or a Basic one. Anything else - an unknown scheme, a Digest
 // challenge without a quoted realm or nonce, another algorithm, a qop other
 // than exactly "auth", credentials without a ":" - is passed over. With none
-// left, or none at all, the answer is Basic. Throws only what `makeCnonce`
-// throws.
+// left the result is false and `result` untouched: the password readable in
+// Basic goes only to a server that asked for Basic. With no challenge at
+// all the answer is Basic, which the caller sends only where the channel
+// hides it. Throws only what `makeCnonce` throws.
 //
 // Digest answers are each a first use of the nonce (nc 00000001) with a new
 // client nonce from `makeCnonce`; a test passes a fixed one.
-void authAnswer(const std::string& method, const std::vector<std::string>& challenges, const std::string& credentials,
+bool authAnswer(const std::string& method, const std::vector<std::string>& challenges, const std::string& credentials,
                 const std::string& uri, std::string& result, std::string (*makeCnonce)());
 
-inline void authAnswer(const std::string& method, const std::vector<std::string>& challenges,
+inline bool authAnswer(const std::string& method, const std::vector<std::string>& challenges,
                        const std::string& credentials, const std::string& uri, std::string& result) {
-    authAnswer(method, challenges, credentials, uri, result, makeGuidString);
+    return authAnswer(method, challenges, credentials, uri, result, makeGuidString);
 }
 
 // Challenge header values by server. The key is the server's hostAndPort, or

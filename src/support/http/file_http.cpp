@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/error/error.h"
+#include "support/http/resume_check.h"
 #include "support/thread/wait.h"
 #include "support/win32.h"
 
@@ -15,6 +16,11 @@ void pause(double seconds) { waitAny(nullptr, 0, seconds); }
 
 const uint64_t readPiece = 4096;
 const uint64_t skipLimit = 16384;
+// Resumes in a row that may bring no byte before the reader gives up, and
+// the pause before each: a server that ends every reply early, or resets
+// right after the head, is asked only this often and this slowly.
+const unsigned maxFruitlessResumes = 5;
+const double resumePause = 1.0;
 
 } // namespace
 
@@ -26,16 +32,24 @@ void fileHttp::openAtOffset(const std::string& address, uint64_t offset, uint64_
     withRetry([&] { openAt(offset); });
     const uint64_t announced = request.contentLength();
     length = announced == unknownSize ? unknownSize : announced + offset;
+    identity = identityOf(request.headerText(), length);
 }
 
 void fileHttp::openAt(uint64_t offset) {
     request.transport.setTimeout(hasCustomTimeout ? customTimeout : 10.0);
     request.request(url, method, offset == 0 ? unknownSize : offset);
-    position = offset;
     if (!seekableKnown) {
         seekableKnown = true;
         seekable = request.isSeekable();
+    } else {
+        // A reply that is not the rest of the same resource would splice
+        // other bytes in where the data stopped.
+        const uint64_t skip = resumeSkip(identity, request.statusCode(), request.headerText(), offset);
+        // Short only when the body ends first: the next read finds its
+        // end, which counts as a resume that brought nothing.
+        request.skip(skip);
     }
+    position = offset;
     // A resource that cannot be reopened gets longer to recover by itself.
     if (!seekable && !hasCustomTimeout)
         request.transport.setTimeout(60.0);
@@ -94,24 +108,29 @@ uint64_t fileHttp::readSome(void* buffer, uint64_t size) {
     if (!request.transport.isOpen())
         throw network_error();
     for (;;) {
-        uint64_t got;
+        uint64_t got = 0;
+        bool cut = false;
         try {
             got = request.readSome(buffer, std::min(size, readPiece));
         } catch (const network_error&) {
             if (!canSeek())
                 throw;
-            request.disconnect();
-            pause(1.0);
-            seek(position);
-            continue;
+            cut = true;
         }
-        position += got;
-        if (got != 0)
+        if (got != 0) {
+            position += got;
+            fruitlessResumes = 0;
             return got;
-        if (!canSeek() || length == unknownSize || position == length)
+        }
+        if (!cut && (!canSeek() || length == unknownSize || position == length))
             return 0;
-        // The server stopped short of the length it announced.
+        // Cut off, or the server stopped short of the length it announced.
+        // Under Wine a reset reads as an orderly end, so both wait alike.
         request.disconnect();
+        if (fruitlessResumes == maxFruitlessResumes)
+            throw no_progress();
+        ++fruitlessResumes;
+        pause(resumePause);
         seek(position);
     }
 }

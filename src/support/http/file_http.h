@@ -15,6 +15,7 @@
 
 #include "support/file/file.h"
 #include "support/http/http_request.h"
+#include "support/http/resume_check.h"
 
 namespace Qz {
 
@@ -33,7 +34,11 @@ public:
 
     uint64_t read(void* buffer, uint64_t size) override;
     // At most 4096 bytes, so that the position follows what was delivered
-    // and a dropped connection loses nothing of it. 0 at the end.
+    // and a dropped connection loses nothing of it. 0 at the end. A cut or
+    // short body on a seekable resource is resumed after a pause of a
+    // second; after five resumes in a row that bring no byte,
+    // Qz::no_progress. A reopening that does not continue the same resource
+    // throws Qz::httpRequest::resume_mismatch.
     uint64_t readSome(void* buffer, uint64_t size) override;
     bool canSeek() override { return seekable; }
     // Forward seeks of up to 16384 bytes read and discard on the open
@@ -59,6 +64,8 @@ private:
     bool seekableKnown = false;
     double customTimeout = 0;
     bool hasCustomTimeout = false;
+    resourceIdentity identity;     // of the first reply, which every reopening must continue
+    unsigned fruitlessResumes = 0; // resumes in a row that brought no byte
 };
 
 } // namespace Qz

@@ -7,6 +7,7 @@
 
 #include "support/file/read_line.h"
 #include "support/http/auth.h"
+#include "support/http/chunked_body.h"
 #include "support/http/cookie.h"
 #include "support/http/header_block.h"
 #include "support/http/header_param.h"
@@ -167,7 +168,7 @@ void httpRequest::request(const std::string& url, const std::string& method, uin
             (!proxyParts.parse(proxy, "http") || (proxyParts.scheme != "http" && proxyParts.scheme != "https")))
             throw invalid_proxy_url();
 
-        bool reuse = transport.isOpen() && keepConnection && (chunked ? chunkEnd : bodyLeft == 0);
+        bool reuse = transport.isOpen() && keepConnection && (chunked ? chunks.ended() : bodyLeft == 0);
         if (reuse) {
             try {
                 transport.checkError();
@@ -175,7 +176,7 @@ void httpRequest::request(const std::string& url, const std::string& method, uin
                 reuse = false;
             }
         }
-        chunked = chunkEnd = false;
+        chunked = false;
         status = 0;
         statusLine.clear();
         reason.clear();
@@ -253,9 +254,8 @@ void httpRequest::request(const std::string& url, const std::string& method, uin
             for (const std::string& value : setCookies)
                 cookies->store(target.host, target.path, value);
         if (Qz::isChunked(responseHeaders)) {
-            chunked = chunkFirst = true;
-            chunkEnd = false;
-            chunkLeft = 0;
+            chunked = true;
+            chunks = chunkedBody();
         }
         if (method == "HEAD")
             bodyLeft = 0;
@@ -298,6 +298,10 @@ void httpRequest::request(const std::string& url, const std::string& method, uin
                 std::vector<std::string> offered;
                 if (!getHeaders("WWW-Authenticate", offered))
                     throw error(statusText());
+                // Asking again without an answer would only bring the same 401.
+                std::string answer;
+                if (!authAnswer(method, offered, target.credentials(), target.path, answer))
+                    throw auth_error(statusText());
                 authCache::instance().set(target.hostAndPort(), offered);
                 challenges = offered;
                 answered = true;
@@ -310,6 +314,9 @@ void httpRequest::request(const std::string& url, const std::string& method, uin
             if (viaProxy && !proxyParts.user.empty() && proxyChallenges.empty()) {
                 std::vector<std::string> offered;
                 if (!getHeaders("Proxy-Authenticate", offered))
+                    throw error(statusText());
+                std::string answer;
+                if (!authAnswer(method, offered, proxyParts.credentials(), current, answer))
                     throw error(statusText());
                 authCache::instance().set(proxyParts.hostAndPort(), offered);
                 continue;
@@ -450,38 +457,11 @@ uint64_t httpRequest::readSome(void* buffer, uint64_t size) {
 }
 
 uint64_t httpRequest::readChunked(void* buffer, uint64_t size) {
-    for (;;) {
-        if (chunkEnd)
-            return 0;
-        abortCheck();
-        if (chunkLeft == 0) {
-            std::string line;
-            readLine(transport, line, maxHeadLine);
-            if (!chunkFirst) {
-                if (!line.empty())
-                    throw invalid_reply();
-                readLine(transport, line, maxHeadLine);
-            }
-            chunkFirst = false;
-            chunkLeft = parseChunkSize(line);
-            if (chunkLeft == 0) {
-                chunkEnd = true;
-                // A trailer is not accepted: the last chunk ends the message.
-                if (!readLine(transport).empty())
-                    throw invalid_reply();
-                if (!keepConnection)
-                    transport.shutdown(0);
-                return 0;
-            }
-        }
-        if (size == 0)
-            return 0;
-        const uint64_t got = transport.readSome(buffer, std::min(size, chunkLeft));
-        if (got == 0)
-            throw invalid_reply();
-        chunkLeft -= got;
-        return got;
-    }
+    const bool open = !chunks.ended();
+    const uint64_t got = chunks.readSome(transport, buffer, size);
+    if (open && chunks.ended() && !keepConnection)
+        transport.shutdown(0);
+    return got;
 }
 
 } // namespace Qz

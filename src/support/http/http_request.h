@@ -15,6 +15,7 @@
 
 #include "support/error/error.h"
 #include "support/file/file.h"
+#include "support/http/chunked_body.h"
 #include "support/net/net_connection.h"
 
 namespace Qz {
@@ -107,6 +108,8 @@ public:
     // Whether a Range request can be expected to work on this resource.
     bool isSeekable() const;
     uint32_t statusCode() const { return status; }
+    // The header lines of the last reply, each with CR LF, no status line.
+    const std::string& headerText() const { return responseHeaders; }
     void disconnect();
 
     uint64_t read(void* buffer, uint64_t size) override;
@@ -123,9 +126,7 @@ private:
 
     std::string responseHeaders; // header lines with CR LF, no status line
     bool chunked = false;
-    uint64_t chunkLeft = 0;
-    bool chunkEnd = false;
-    bool chunkFirst = false;
+    chunkedBody chunks; // where a chunked body stands
     bool keepConnection = false;
     std::string statusLine;
     std::string reason;

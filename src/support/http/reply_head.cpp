@@ -39,13 +39,45 @@ bool parseStatusLine(const std::string& line, uint32_t& status, std::string& rea
     return true;
 }
 
+namespace {
+
+// Counts what the line reader takes, so that the whole head is measured in
+// bytes off the wire, whatever the lines keep of them.
+class countingReader : public fileReader {
+public:
+    explicit countingReader(fileReader& inner) : inner(inner) {}
+    uint64_t read(void* buffer, uint64_t size) override {
+        const uint64_t got = inner.read(buffer, size);
+        taken += got;
+        if (taken > maxHeadBytes)
+            throw httpRequest_errors::head_too_large();
+        return got;
+    }
+
+private:
+    fileReader& inner;
+    uint64_t taken = 0;
+};
+
+bool isInterim(const std::string& statusLine) {
+    uint32_t status = 0;
+    std::string reason;
+    // 101 switches protocols, which a client that never asked cannot follow.
+    return parseStatusLine(statusLine, status, reason) && status >= 100 && status <= 199 && status != 101;
+}
+
+} // namespace
+
 void readResponseHead(fileReader& reader, std::string& statusLine, std::string& headers) {
-    headers.clear();
-    if (!readLine(reader, statusLine, maxHeadLine))
-        return;
-    std::string line;
-    while (readLine(reader, line, maxHeadLine) && !line.empty())
-        headers += line + "\r\n";
+    countingReader counted(reader);
+    do {
+        headers.clear();
+        if (!readLine(counted, statusLine, maxHeadLine))
+            return;
+        std::string line;
+        while (readLine(counted, line, maxHeadLine) && !line.empty())
+            headers += line + "\r\n";
+    } while (isInterim(statusLine));
 }
 
 void readTunnelHead(fileReader& reader, uint32_t& status, std::string& reason, std::string& headers) {
@@ -68,8 +100,16 @@ void readTunnelHead(fileReader& reader, uint32_t& status, std::string& reason, s
 }
 
 uint64_t parseChunkSize(const std::string& line) {
+    size_t end = line.find(';');
+    if (end == std::string::npos)
+        end = line.size();
+    else
+        while (end > 0 && (line[end - 1] == ' ' || line[end - 1] == '\t'))
+            --end;
+    if (end == 0)
+        throw httpRequest_errors::invalid_reply();
     try {
-        return parseHex(line);
+        return parseHex(line.data(), end);
     } catch (const invalid_input&) {
         throw httpRequest_errors::invalid_reply();
     } catch (const overflow&) {

@@ -203,11 +203,10 @@ void netConnection::openTunnel(const std::string& host, const std::string& port)
         }
 
         std::string text = "CONNECT " + target + " HTTP/1.1\r\nHost: " + target + "\r\n";
-        if (!proxy.user.empty() && !challenges.empty()) {
-            std::string answer;
-            authAnswer("CONNECT", challenges, proxy.credentials(), target, answer);
+        std::string answer;
+        if (!proxy.user.empty() && !challenges.empty() &&
+            authAnswer("CONNECT", challenges, proxy.credentials(), target, answer))
             text += "Proxy-Authorization: " + answer + "\r\n";
-        }
         text += "\r\n";
         socket->write(text.data(), text.size());
 
@@ -221,6 +220,9 @@ void netConnection::openTunnel(const std::string& host, const std::string& port)
         std::vector<std::string> offered;
         if (!getHeaders(headers, "Proxy-Authenticate", offered))
             throw httpRequest_errors::invalid_reply();
+        // Asking again without an answer would only bring the same 407.
+        if (!authAnswer("CONNECT", offered, proxy.credentials(), target, answer))
+            throw httpRequest_errors::error(httpStatusText(reason, status));
         close();
         authCache::instance().set(key, offered);
         challenges = offered;

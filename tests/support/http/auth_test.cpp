@@ -1,6 +1,7 @@
 // Which challenge is answered and how: RFC 2617's worked example, the
 // variants of Digest this client supports, and every way a challenge falls
-// through to the next one and at last to Basic.
+// through to the next one, and at last to no answer at all: never to a
+// Basic answer that no server asked for.
 
 #include "support/http/auth.h"
 
@@ -20,6 +21,7 @@ TEST(AuthAnswer, ChoiceAndDigestArithmetic) {
     const std::string opaque = ", opaque=\"5ccc069c403ebaf9f0171e9517f40e41\"";
     const std::string rfc = "Digest " + realmAndNonce + ", qop=\"auth\"" + opaque;
     const std::string basic = "Basic TXVmYXNhOkNpcmNsZSBPZiBMaWZl";
+    const std::string none = "(no answer)";
     const std::string head = "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", "
                              "nonce=\"dcd98b7102dd2f0e8b11d0f600bfb0c093\", uri=\"/dir/index.html\"";
     const std::string withQop = head + ", qop=auth, nc=00000001, cnonce=\"0a4f113b\", response=\"";
@@ -51,19 +53,23 @@ TEST(AuthAnswer, ChoiceAndDigestArithmetic) {
         {"unknown scheme, then Digest", {"Negotiate abc", "", rfc}, rfcAnswer},
         {"Basic before Digest is answered first", {"Basic realm=\"x\"", rfc}, basic},
         {"no challenge at all", {}, basic},
-        {"qop offering two values", {"Digest " + realmAndNonce + ", qop=\"auth,auth-int\""}, basic},
-        {"qop auth-int", {"Digest " + realmAndNonce + ", qop=\"auth-int\""}, basic},
-        {"unquoted realm", {"Digest realm=testrealm@host.com, nonce=\"n\""}, basic},
-        {"no nonce", {"Digest realm=\"r\""}, basic},
-        {"nonce without its closing quote", {"Digest realm=\"r\", nonce=\"n"}, basic},
-        {"quoted algorithm", {rfc + ", algorithm=\"MD5\""}, basic},
-        {"other algorithm", {rfc + ", algorithm=SHA-256"}, basic},
-        {"credentials without colon", {rfc}, "Basic TXVmYXNh", "GET", "Mufasa"},
+        {"qop offering two values", {"Digest " + realmAndNonce + ", qop=\"auth,auth-int\""}, none},
+        {"qop auth-int", {"Digest " + realmAndNonce + ", qop=\"auth-int\""}, none},
+        {"unquoted realm", {"Digest realm=testrealm@host.com, nonce=\"n\""}, none},
+        {"no nonce", {"Digest realm=\"r\""}, none},
+        {"nonce without its closing quote", {"Digest realm=\"r\", nonce=\"n"}, none},
+        {"quoted algorithm", {rfc + ", algorithm=\"MD5\""}, none},
+        {"other algorithm", {rfc + ", algorithm=SHA-256"}, none},
+        {"credentials without colon", {rfc}, none, "GET", "Mufasa"},
+        {"only schemes it does not know", {"Negotiate abc", "NTLM"}, none},
+        {"credentials without colon, no challenge yet", {}, "Basic TXVmYXNh", "GET", "Mufasa"},
     };
     for (const Case& c : cases) {
-        std::string result;
-        Qz::authAnswer(c.method, c.challenges, c.credentials, "/dir/index.html", result, rfcCnonce);
+        std::string result = none;
+        const bool answered =
+            Qz::authAnswer(c.method, c.challenges, c.credentials, "/dir/index.html", result, rfcCnonce);
         EXPECT_EQ(result, c.expected) << c.name;
+        EXPECT_EQ(answered, c.expected != none) << c.name;
     }
 }
 

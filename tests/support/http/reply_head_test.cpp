@@ -5,35 +5,25 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 
+#include "common/text_reader.h"
 #include "support/error/error.h"
 
 namespace {
-
-// The bytes of a scripted reply, then the end of data.
-class textReader : public Qz::fileReader {
-public:
-    explicit textReader(std::string text) : text(std::move(text)) {}
-    uint64_t read(void* buffer, uint64_t size) override {
-        size_t count = std::min(size_t(size), text.size() - position);
-        std::memcpy(buffer, text.data() + position, count);
-        position += count;
-        return count;
-    }
-
-private:
-    std::string text;
-    size_t position = 0;
-};
 
 std::string lines(int count) {
     std::string text = "HTTP/1.1 407 Proxy Authentication Required\r\n";
     for (int i = 1; i < count; ++i)
         text += "X-Line: " + std::to_string(i) + "\r\n";
     return text;
+}
+
+std::string repeated(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i)
+        all += text;
+    return all;
 }
 
 TEST(ReplyHead, ReadingTheHead) {
@@ -52,6 +42,20 @@ TEST(ReplyHead, ReadingTheHead) {
         {"response line at the limit", response, "S\r\n" + longLine + "\r\n\r\n", "S|" + longLine + "\r\n"},
         {"response line over the limit", response, "S\r\n" + longLine + "x\r\n\r\n", "invalid input"},
         {"response status line over the limit", response, longLine + "x\r\n\r\n", "invalid input"},
+        {"carriage returns count towards the limit", response, "S\r\nA: 1" + std::string(4093, '\r') + "\r\n\r\n",
+         "invalid input"},
+        {"carriage returns alone count too", response, "S" + std::string(5000, '\r'), "invalid input"},
+        {"interim replies are dropped", response,
+         "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\nHTTP/1.1 200 OK\r\nA: 1\r\n\r\n",
+         "HTTP/1.1 200 OK|A: 1\r\n"},
+        {"101 is no interim reply", response,
+         "HTTP/1.1 101 Switching Protocols\r\nUpgrade: x\r\n\r\nHTTP/1.1 200 OK\r\n\r\n",
+         "HTTP/1.1 101 Switching Protocols|Upgrade: x\r\n"},
+        {"a head over its size", response, lines(1) + repeated("X: " + std::string(3997, 'x') + "\r\n", 70),
+         "server response header too large"},
+        {"interim replies count towards the head's size", response,
+         repeated("HTTP/1.1 100 Continue\r\n\r\n", 11000) + "HTTP/1.1 200 OK\r\n\r\n",
+         "server response header too large"},
         {"tunnel", tunnel, lines(3) + "\r\nbody", "407 Proxy Authentication Required|X-Line: 1\r\nX-Line: 2\r\n"},
         {"tunnel at the line limit", tunnel, lines(33) + "\r\n",
          "407 Proxy Authentication Required|" + lines(33).substr(lines(1).size())},
@@ -93,12 +97,15 @@ TEST(ReplyHead, ChunkSizeLine) {
         uint64_t expected;
     } cases[] = {
         {"0", 0},
-        {"", 0},
+        {"", refused},
         {"1a2B", 0x1A2B},
         {"000000000000000000ff", 0xFF},
         {"ffffffffffffffff", ~uint64_t(0)},
         {"1ffffffffffffffff", refused},
-        {"10;name=value", refused},
+        {"10;name=value", 0x10},
+        {"10 \t;a=\"b;c\";d", 0x10},
+        {";a", refused},
+        {"1x;a", refused},
         {"10 ", refused},
         {" 10", refused},
         {"0x10", refused},
