@@ -24,6 +24,8 @@ const uint32_t exitFailure = 0xFFFFFFFFu;
 const uint32_t cmdProcess = 1, cmdSetData = 2, cmdSetFormat = 3, cmdDrain = 4, cmdReopen = 5;
 // Audio per message: whole frames up to this many bytes, well below the
 // program's limit for one message.
+// (Measured under Wine: smaller messages, several in flight, cost more per
+// second of audio than they save by overlapping.)
 const size_t messageBytes = size_t(8) << 20;
 
 std::string narrow(const std::wstring& text) {
@@ -424,13 +426,16 @@ struct Stream::Process {
                 }
                 reading = true;
             }
+            // An operation that is already done needs no wait (under Wine
+            // each wait is a round trip to its server).
+            bool done = (writing && HasOverlappedIoCompleted(&write)) || (reading && HasOverlappedIoCompleted(&read));
             HANDLE pending[2];
             DWORD count = 0;
             if (writing)
                 pending[count++] = write.hEvent;
             if (reading)
                 pending[count++] = read.hEvent;
-            DWORD woke = WaitForMultipleObjects(count, pending, FALSE, milliseconds(seconds));
+            DWORD woke = done ? WAIT_OBJECT_0 : WaitForMultipleObjects(count, pending, FALSE, milliseconds(seconds));
             if (woke == WAIT_TIMEOUT || woke == WAIT_FAILED) {
                 CancelIo(pipe.get());
                 if (writing)
@@ -442,7 +447,7 @@ struct Stream::Process {
             }
             bool ended = false;
             DWORD n = 0;
-            if (writing && WaitForSingleObject(write.hEvent, 0) == WAIT_OBJECT_0) {
+            if (writing && HasOverlappedIoCompleted(&write)) {
                 writing = false;
                 if (GetOverlappedResult(pipe.get(), &write, &n, FALSE)) {
                     sent += n;
@@ -451,7 +456,7 @@ struct Stream::Process {
                     ended = true;
                 }
             }
-            if (reading && WaitForSingleObject(read.hEvent, 0) == WAIT_OBJECT_0) {
+            if (reading && HasOverlappedIoCompleted(&read)) {
                 reading = false;
                 if (GetOverlappedResult(pipe.get(), &read, &n, FALSE) && n > 0)
                     got += n;
@@ -627,21 +632,28 @@ std::string Stream::processBytes(const void* bytes, size_t size) {
         throw FormatError("process: not a whole number of frames", false, 0, "");
     const char* in = static_cast<const char*>(bytes);
     size_t step = std::max<size_t>(1, messageBytes / inFrame) * inFrame;
-    std::string out(size / inFrame * outFrame, '\0');
-    char latency[4];
-    size_t done = 0, written = 0;
-    do {
-        size_t n = std::min(step, size - done), replyBytes = n / inFrame * outFrame;
-        std::string head = header(cmdProcess, n);
-        std::vector<char> reply(replyBytes + 4);
-        process_->exchange("process", {{head.data(), head.size()}, {in + done, n}}, reply.data(), reply.size(),
-                           timeoutSeconds);
-        std::memcpy(&out[written], reply.data(), replyBytes);
-        std::memcpy(latency, reply.data() + replyBytes, 4);
-        lastLatency = readLe32(latency);
-        done += n;
-        written += replyBytes;
-    } while (done < size);
+    // The block's messages go out in one write and their replies (audio,
+    // then the latency) come back into one piece of memory: under Wine each
+    // operation on a pipe costs far more than copying the audio once more.
+    std::string messages;
+    size_t count = size ? (size + step - 1) / step : 1;
+    messages.reserve(size + 8 * count);
+    for (size_t done = 0; done < size || messages.empty(); done += step) {
+        size_t n = std::min(step, size - done);
+        messages += header(cmdProcess, n);
+        messages.append(in + done, n);
+    }
+    std::string replies(size / inFrame * outFrame + 4 * count, '\0');
+    process_->exchange("process", {{messages.data(), messages.size()}}, &replies[0], replies.size(),
+                       timeoutSeconds);
+    std::string out;
+    out.reserve(size / inFrame * outFrame);
+    for (size_t done = 0, at = 0; done < size || at == 0; done += step) {
+        size_t replyBytes = std::min(step, size - done) / inFrame * outFrame;
+        out.append(replies, at, replyBytes);
+        lastLatency = readLe32(&replies[at + replyBytes]);
+        at += replyBytes + 4;
+    }
     return out;
 }
 
