@@ -426,16 +426,13 @@ struct Stream::Process {
                 }
                 reading = true;
             }
-            // An operation that is already done needs no wait (under Wine
-            // each wait is a round trip to its server).
-            bool done = (writing && HasOverlappedIoCompleted(&write)) || (reading && HasOverlappedIoCompleted(&read));
             HANDLE pending[2];
             DWORD count = 0;
             if (writing)
                 pending[count++] = write.hEvent;
             if (reading)
                 pending[count++] = read.hEvent;
-            DWORD woke = done ? WAIT_OBJECT_0 : WaitForMultipleObjects(count, pending, FALSE, milliseconds(seconds));
+            DWORD woke = WaitForMultipleObjects(count, pending, FALSE, milliseconds(seconds));
             if (woke == WAIT_TIMEOUT || woke == WAIT_FAILED) {
                 CancelIo(pipe.get());
                 if (writing)
@@ -447,7 +444,7 @@ struct Stream::Process {
             }
             bool ended = false;
             DWORD n = 0;
-            if (writing && HasOverlappedIoCompleted(&write)) {
+            if (writing && WaitForSingleObject(write.hEvent, 0) == WAIT_OBJECT_0) {
                 writing = false;
                 if (GetOverlappedResult(pipe.get(), &write, &n, FALSE)) {
                     sent += n;
@@ -456,7 +453,7 @@ struct Stream::Process {
                     ended = true;
                 }
             }
-            if (reading && HasOverlappedIoCompleted(&read)) {
+            if (reading && WaitForSingleObject(read.hEvent, 0) == WAIT_OBJECT_0) {
                 reading = false;
                 if (GetOverlappedResult(pipe.get(), &read, &n, FALSE) && n > 0)
                     got += n;
