@@ -317,7 +317,11 @@ struct Stream::Process {
         startup.StartupInfo.hStdInput = nul.get();
         startup.StartupInfo.hStdOutput = nul.get();
         startup.StartupInfo.hStdError = errorFile.get();
-        DWORD flags = CREATE_NO_WINDOW;
+        // No console at all, rather than a console without a window: the
+        // program needs none (its handles are ours), and under Wine each new
+        // console is one more process, conhost, to start and end with every
+        // run, costing more than the audio it carries.
+        DWORD flags = DETACHED_PROCESS;
         startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(list.data());
         if (InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size) &&
             UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
