@@ -61,7 +61,8 @@ def main(argv):
     def cpp_run(command):
         done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
         if done.returncode != 0:
-            raise SystemExit("bench_client failed: %s" % done.stderr.decode(errors="replace"))
+            raise SystemExit("%s failed with %d: %s" % (" ".join(command[1:3]), done.returncode,
+                                                        done.stderr.decode(errors="replace")))
         return float(done.stdout.decode().split()[-1])
 
     cases = {"bare fxhost.exe, chunked": lambda: measure.run_once(bare, chunked)[0],

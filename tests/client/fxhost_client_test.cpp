@@ -105,9 +105,10 @@ TEST(ClientStream, BlocksOfAnyLengthLatencyTailAndReopen) {
     EXPECT_EQ(granted.inputChannels, 2u);
     EXPECT_EQ(granted.outputMask, 3u);
     // The delay line carries over from block to block, whatever their size.
-    std::vector<float> in = frames(3000), out;
+    // The last block goes out as several messages at once.
+    std::vector<float> in = frames(3000 + 1100000), out;
     size_t done = 0;
-    for (size_t size : {700u, 1u, 0u, 1299u, 1000u}) {
+    for (size_t size : {700u, 1u, 0u, 1299u, 1000u, 1100000u}) {
         std::vector<float> part = stream->process(in.data() + 2 * done, size);
         EXPECT_EQ(part.size(), 2 * size) << "a block of " << size;
         out.insert(out.end(), part.begin(), part.end());
