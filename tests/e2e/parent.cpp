@@ -98,7 +98,7 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
         startup.hStdError = errChild.get();
         PROCESS_INFORMATION started = {};
         if (!CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started))
-            throw std::runtime_error("could not start the program");
+            throw std::runtime_error("could not start the program: system error " + std::to_string(GetLastError()));
         process.reset(started.hProcess);
         thread.reset(started.hThread);
     }
