@@ -18,6 +18,11 @@ const ULONG reportStack = 64 * 1024;
 volatile LONG guarded = 0, ending = 0, reporting = 0;
 HANDLE mainThread = NULL;
 
+// A stack overflow as it was met, for the watcher to report: the thread
+// that met it has too little stack left to write anything.
+HANDLE overflowMet = NULL;
+PVOID volatile overflowAddress = NULL;
+
 [[noreturn]] void endWith(const CrashLine& line) {
     // The first report wins; a second crash while it is written waits for
     // the end of the process.
@@ -76,16 +81,39 @@ void onExit() {
         endWith(CrashLine("exit called before the command finished"));
 }
 
-// Where the system cannot report a stack overflow (Wine 8 gives the
-// handlers no more stack than two pages, whatever the thread asked for), it
-// ends the thread without a word; for the main thread that would leave the
-// parent an exit code of the system's choosing, or a process kept alive by
-// a plug-in's threads. So a thread of the program's own waits for the main
-// thread: nothing but a return from wmain may end it.
-DWORD WINAPI watchMainThread(LPVOID) {
-    WaitForSingleObject(mainThread, INFINITE);
+// A stack overflow is reported by the watcher below, not on the thread
+// that overflowed: Wine 8 gives the exception's handlers no more than two
+// pages of stack, whatever the thread asked for, and when the report's own
+// frames overflow them Wine ends that thread without a word. So this
+// handler, the first the system calls, does nothing but hand the address
+// over. The run ends at the first overflow, before any handler of the
+// plug-in's own: a plug-in does not recover from one, and on Windows a
+// second overflow in the same thread would end the process unreported.
+LONG WINAPI onStackOverflow(EXCEPTION_POINTERS* pointers) {
+    if (pointers->ExceptionRecord->ExceptionCode != STATUS_STACK_OVERFLOW)
+        return EXCEPTION_CONTINUE_SEARCH;
+    if (InterlockedCompareExchangePointer(&overflowAddress, pointers->ExceptionRecord->ExceptionAddress, NULL) ==
+        NULL)
+        SetEvent(overflowMet);
+    for (;;)
+        Sleep(INFINITE);
+}
+
+// A thread of the program's own reports stack overflows, and waits for the
+// main thread: nothing but a return from wmain may end that thread. A
+// plug-in that ends it (ExitThread on the caller's thread) would otherwise
+// leave the parent a process kept alive by the plug-in's threads, or an
+// exit code of the system's choosing.
+DWORD WINAPI watch(LPVOID) {
+    HANDLE events[] = {mainThread, overflowMet};
+    DWORD which = WaitForMultipleObjects(overflowMet ? 2 : 1, events, FALSE, INFINITE);
+    if (which == WAIT_OBJECT_0 + 1) {
+        char module[520];
+        uint64_t offset = locate(overflowAddress, module, int(sizeof module));
+        endWith(CrashLine(uint32_t(STATUS_STACK_OVERFLOW), module, offset));
+    }
     if (!ending)
-        endWith(CrashLine("the main thread stopped without a report, as a stack overflow ends it under Wine"));
+        endWith(CrashLine("the main thread was ended before the command finished"));
     return 0;
 }
 
@@ -135,9 +163,12 @@ void guardAgainstCrashes() {
     // otherwise end the process through the system's error reporting.
     // (Wine's msvcrt.dll returns an error code and goes on.)
     _set_invalid_parameter_handler(onInvalidParameter);
+    overflowMet = CreateEventW(NULL, TRUE, FALSE, NULL);
+    if (overflowMet)
+        AddVectoredExceptionHandler(1, onStackOverflow);
     if (DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &mainThread, SYNCHRONIZE, FALSE,
                         0)) {
-        HANDLE watcher = CreateThread(NULL, 64 * 1024, watchMainThread, NULL, STACK_SIZE_PARAM_IS_A_RESERVATION, NULL);
+        HANDLE watcher = CreateThread(NULL, 64 * 1024, watch, NULL, STACK_SIZE_PARAM_IS_A_RESERVATION, NULL);
         if (watcher)
             CloseHandle(watcher);
     }

@@ -72,10 +72,14 @@ void strike(const std::string& what) {
         std::thread([] { writeThroughNull(); }).join();
     } else if (what == "overflow") {
         std::printf("%d", recurse(0));
+    } else if (what == "overflow-thread") {
+        std::thread([] { std::printf("%d", recurse(0)); }).join();
     } else if (what == "illegal") {
         illegalInstruction();
     } else if (what == "divide") {
         std::printf("%d", divideByZero());
+    } else if (what == "end-thread") {
+        ExitThread(0);
     } else if (what == "abort") {
         std::abort();
     } else if (what == "terminate") {
