@@ -14,7 +14,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 
 # SSE2 arithmetic, as on 64-bit: the x87 unit keeps intermediates in 80 bits,
-# so a sample conversion would round differently from the 64-bit program.
+# so double arithmetic could differ from the 64-bit program's in its last
+# bit. (The sample conversions scale by powers of two and come out the same
+# either way.)
 # Every machine that runs a 64-bit parent has SSE2. A 32-bit caller (a
 # plug-in's thread, the system) keeps the stack aligned to 4 bytes only, so
 # functions that spill SSE values realign it themselves.
