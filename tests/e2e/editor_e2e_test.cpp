@@ -293,53 +293,40 @@ TEST(Configure, WindowKindSizeTitleOwnerAndExitCode) {
     struct Row {
         const char* name;
         const wchar_t* plugin;
-        HWND parent; // given through the client
+        HWND parent; // and so the owner of the window
         Kind kind;
-        HWND owner = NULL;
         Close close = closeBox;
         SIZE editor = {320, 240}; // which the window's client area takes as far as the system allows
         bool defaultTitle = false;
         bool dpiAware = false;
-        // Options of a command line the client does not write (the title
-        // is added): the row goes through the simulator.
-        std::vector<std::wstring> odd = {};
     };
     const std::vector<Row> rows = {
-        // clang-format off
-        {"an editor, a rectangle away from the origin", L"fx_editor.dll", NULL, Editor, NULL, closeBox, {320, 240},
-         true},
-        {"an editor without a rectangle", L"fx_editor_norect.dll", NULL, Editor, NULL, closeBox, {100, 100}},
-        {"an empty rectangle", L"fx_editor_zero.dll", NULL, Editor, NULL, closeBox, {0, 0}},
-        {"the most that 16-bit fields can say", L"fx_editor_huge.dll", NULL, Editor, NULL, closeBox, {65535, 65535}},
-        {"no editor, parameters", L"fx_params.dll", NULL, Dialog, NULL, cancel, {}, true},
+        {"an editor, a rectangle away from the origin", L"fx_editor.dll", NULL, Editor, closeBox, {320, 240}, true},
+        {"an editor without a rectangle", L"fx_editor_norect.dll", NULL, Editor, closeBox, {100, 100}},
+        {"an empty rectangle", L"fx_editor_zero.dll", NULL, Editor, closeBox, {0, 0}},
+        {"the most that 16-bit fields can say", L"fx_editor_huge.dll", NULL, Editor, closeBox, {65535, 65535}},
+        {"no editor, parameters", L"fx_params.dll", NULL, Dialog, cancel, {}, true},
         {"an editor and parameters", L"fx_editor_chunk.dll", NULL, Editor},
-        {"a parent", L"fx_editor.dll", ours, Editor, ours},
-        {"a parent of the dialog", L"fx_params.dll", ours, Dialog, ours, escape},
-        {"a parent that does not parse", L"fx_editor.dll", NULL, Editor, NULL, closeBox, {320, 240}, false, false,
-         {L"--parent-window", L"0x1A2B"}},
+        {"a parent", L"fx_editor.dll", ours, Editor},
+        {"a parent of the dialog", L"fx_params.dll", ours, Dialog, escape},
         {"a parent that is no window", L"fx_editor.dll", noWindow, None},
         {"the same for the dialog", L"fx_params.dll", noWindow, None},
         // Wine fixes every process's DPI awareness as it starts, so that
         // only the window is to be seen here.
-        {"DPI aware", L"fx_editor.dll", NULL, Editor, NULL, closeBox, {320, 240}, false, true},
-        // clang-format on
+        {"DPI aware", L"fx_editor.dll", NULL, Editor, closeBox, {320, 240}, false, true},
     };
     const UINT resizeYourself = WM_APP + 1; // to the plug-in's own window, as a click in it would
     for (const Row& row : rows) {
         const std::wstring title = row.defaultTitle ? L"VST Effect Configuration" : uniqueTitle();
         fxhost::HostOptions options;
         options.dpiAware = row.dpiAware;
-        std::vector<std::wstring> odd = {L"configure", L"--vst", testPlugin(row.plugin), L"--window-title", title};
-        odd.insert(odd.end(), row.odd.begin(), row.odd.end());
         CallLog log;
-        RunningHost host(row.odd.empty() ? configuring(testPlugin(row.plugin), row.defaultTitle ? L"" : title, L"",
-                                                       row.parent, options)
-                                         : simulating(odd));
+        RunningHost host(configuring(testPlugin(row.plugin), row.defaultTitle ? L"" : title, L"", row.parent, options));
         HWND window = host.window(title);
         EXPECT_EQ(window != NULL, row.kind != None) << row.name;
         if (window) {
             EXPECT_EQ(className(window).substr(0, 4), row.kind == Editor ? "ATL:" : "#327") << row.name;
-            EXPECT_EQ(GetWindow(window, GW_OWNER), row.owner) << row.name;
+            EXPECT_EQ(GetWindow(window, GW_OWNER), row.parent) << row.name;
         }
         if (window && row.kind == Editor) {
             EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & (WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN | WS_THICKFRAME |
