@@ -69,8 +69,7 @@ std::string header(uint32_t command, size_t size) {
 }
 
 std::string packFormat(const StreamFormat& f) {
-    return le32(f.sampleRate) + le32(f.inputChannels) + le32(f.inputMask) + le32(f.outputChannels) +
-           le32(f.outputMask);
+    return le32(f.sampleRate) + le32(f.inputChannels) + le32(f.inputMask) + le32(f.outputChannels) + le32(f.outputMask);
 }
 
 StreamFormat unpackFormat(const std::string& bytes) {
@@ -349,7 +348,9 @@ struct Stream::Process {
     ~Process() { kill(); }
 
     // True once the process has ended, waiting at most `seconds`.
-    bool wait(double seconds) const { return WaitForSingleObject(process.get(), milliseconds(seconds)) == WAIT_OBJECT_0; }
+    bool wait(double seconds) const {
+        return WaitForSingleObject(process.get(), milliseconds(seconds)) == WAIT_OBJECT_0;
+    }
 
     void kill() const {
         if (!wait(0)) {
@@ -513,15 +514,20 @@ uint32_t Host::run(const wchar_t* command, const std::wstring& dataPath, const s
     return child.exitCode();
 }
 
-bool Host::test() const {
+bool Host::test(std::string* reason) const {
     std::string text;
     uint32_t code = run(L"test", std::wstring(), {}, settings.startTimeoutSeconds, text);
     if (code == 0)
         return true;
+    // Not opening is an answer, whether the program says so or the
+    // plug-in's own words end the attempt; a crash goes on up.
     try {
         throwFor("test", code, text);
-    } catch (const OpenError&) {
-        // Not opening is an answer; any other failure goes on up.
+    } catch (const CrashError&) {
+        throw;
+    } catch (const Error& e) {
+        if (reason)
+            *reason = e.errorText();
     }
     return false;
 }
@@ -554,6 +560,8 @@ void Host::configure(const std::wstring& dataPath, void* parentWindow, const std
     }
     if (!title.empty())
         extra.insert(extra.end(), {L"--window-title", title});
+    if (settings.dpiAware)
+        extra.insert(extra.end(), {L"--dpi-aware", L"yes"});
     std::string text;
     uint32_t code = run(L"configure", dataPath, extra, -1, text);
     if (code != 0)
@@ -569,9 +577,9 @@ Stream::Stream(const Host& host, SampleType sampleType, const std::wstring& data
       // The first answer comes only after the plug-in opened.
       timeoutSeconds(host.options().startTimeoutSeconds), runTimeoutSeconds(host.options().timeoutSeconds) {
     std::wstring name = L"\\\\.\\pipe\\fxhost-client-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-                        std::to_wstring(InterlockedIncrement(&pipesMade)) + L"-" +
-                        std::to_wstring(GetTickCount64());
-    Handle pipe(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                        std::to_wstring(InterlockedIncrement(&pipesMade)) + L"-" + std::to_wstring(GetTickCount64());
+    Handle pipe(CreateNamedPipeW(name.c_str(),
+                                 PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
                                  PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, 1 << 20, 1 << 20, 0, NULL));
     if (!pipe)
         throw Error("fxhost client: could not create a pipe", false, 0, "");
@@ -645,8 +653,7 @@ std::string Stream::processBytes(const void* bytes, size_t size) {
         messages.append(in + done, n);
     }
     std::string replies(size / inFrame * outFrame + 4 * count, '\0');
-    process_->exchange("process", {{messages.data(), messages.size()}}, &replies[0], replies.size(),
-                       timeoutSeconds);
+    process_->exchange("process", {{messages.data(), messages.size()}}, &replies[0], replies.size(), timeoutSeconds);
     std::string out;
     out.reserve(size / inFrame * outFrame);
     for (size_t done = 0, at = 0; done < size || at == 0; done += step) {

@@ -111,6 +111,9 @@ struct HostOptions {
     double startTimeoutSeconds = 60.0; // start-up up to the plug-in opened
     int vstVersion = 0;                // 2 or 3 tries only that kind; 0 both
     bool realtime = false;             // report the realtime process level
+    // configure: the window follows the system's DPI setting (system aware)
+    // rather than being scaled by it as a DPI-unaware window is.
+    bool dpiAware = false;
 };
 
 // The PE machine field of an image (0x14C x86, 0x8664 x64), 0 if the file
@@ -124,9 +127,10 @@ public:
     // Throws Error when no program is found for the plug-in.
     explicit Host(std::wstring pluginPath, HostOptions options = HostOptions());
 
-    // True if the plug-in opens, false if it does not; a crash or a hang
-    // still throws.
-    bool test() const;
+    // True if the plug-in opens, false if it does not; then `reason`, if
+    // given, receives the program's standard error text, which says why. A
+    // crash or a hang still throws.
+    bool test(std::string* reason = nullptr) const;
     // True if a configure window can be offered (an editor, or parameters).
     // Throws OpenError for a plug-in that does not open.
     bool hasEditor() const;

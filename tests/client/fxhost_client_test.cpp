@@ -1,8 +1,7 @@
-// The C++ client against the real program and the test plug-ins: commands
-// and their answers, a stream's format, blocks, latency, tail, settings and
-// reopening, and each kind of failure as its own exception. (A plug-in that
-// faults ends with a crash line only where the program contains crashes;
-// how that line and the other endings are told apart is tested on texts.)
+// The C++ client against the real program and the test plug-ins, where the
+// end-to-end tests (which run through the client) do not reach: answers
+// they never ask for, blocks of any length, 64-bit samples, settings with
+// a reopening, a hang, and how a run's end becomes an exception's kind.
 
 #include "fxhost_client.h"
 
@@ -61,36 +60,15 @@ TEST(ClientCommands, AnswersAndFailures) {
         std::function<std::string(const Host&)> ask;
         std::string expected;
     } rows[] = {
-        {"test, opens", L"fx_effect.dll", [](const Host& h) { return std::to_string(h.test()); }, "1"},
-        {"test, an instrument", L"fx_synth.dll", [](const Host& h) { return std::to_string(h.test()); }, "0"},
-        {"test, no such file", L"missing.dll", [](const Host& h) { return std::to_string(h.test()); }, "0"},
-        {"has-editor, an editor", L"fx_editor.dll", [](const Host& h) { return std::to_string(h.hasEditor()); },
-         "1"},
         {"has-editor, nothing to show", L"fx_bare.dll", [](const Host& h) { return std::to_string(h.hasEditor()); },
          "0"},
-        {"has-editor, does not open", L"missing.dll",
-         [](const Host& h) { return thrown([&] { h.hasEditor(); }); }, "OpenError"},
-        {"info, mixed pins", L"fx_mixedpins.dll",
-         [](const Host& h) {
-             fxhost::PluginInfo info = h.info();
-             std::string text;
-             for (const fxhost::Pin& pin : info.inputs)
-                 text += pin.label + "/" + std::to_string(pin.flags) + "/" + std::to_string(pin.arrangement) + " ";
-             return text + "| " + std::to_string(info.outputs.size()) + " " + info.outputs[1].label;
-         },
-         "In 1/3/1 In 2/3/1 In 3/1/0 In 4/1/0 | 2 Out 2"},
+        {"has-editor, does not open", L"missing.dll", [](const Host& h) { return thrown([&] { h.hasEditor(); }); },
+         "OpenError"},
         {"info, no inputs", L"fx_noinputs.dll",
          [](const Host& h) { return std::to_string(h.info().inputs.size()) + std::to_string(h.info().outputs.size()); },
          "02"},
         {"info, does not open", L"fx_badmagic.dll", [](const Host& h) { return thrown([&] { h.info(); }); },
          "OpenError"},
-        {"configure, a parent that is no window", L"fx_params.dll",
-         [](const Host& h) {
-             std::string text = "unset";
-             return thrown([&] { h.configure(L"", reinterpret_cast<void*>(uintptr_t(0x7ff0))); }, &text) + " [" +
-                    text + "]";
-         },
-         "Error []"},
     };
     for (const Row& row : rows) {
         Host host(testPlugin(row.plugin));
@@ -98,7 +76,7 @@ TEST(ClientCommands, AnswersAndFailures) {
     }
 }
 
-TEST(ClientStream, BlocksOfAnyLengthLatencyTailAndReopen) {
+TEST(ClientStream, BlocksOfAnyLengthLatencyAndTail) {
     Host host(testPlugin(L"fx_delay.dll"));
     std::unique_ptr<Stream> stream = host.openStream(SampleType::Float32);
     fxhost::StreamFormat granted = stream->setFormat(44100, 2);
@@ -120,22 +98,10 @@ TEST(ClientStream, BlocksOfAnyLengthLatencyTailAndReopen) {
     EXPECT_EQ(stream->latency(), 512u);
     std::vector<float> tail = stream->drainFloat();
     EXPECT_EQ(tail, std::vector<float>(in.end() - 2 * 512, in.end()));
-    // A fresh instance starts with a silent delay line.
-    stream->process(in.data(), 100);
-    EXPECT_EQ(stream->reopen().outputChannels, 2u);
-    EXPECT_EQ(stream->process(in.data(), 512), std::vector<float>(2 * 512, 0.0f));
     stream->close();
 }
 
-TEST(ClientStream, FormatsPrecisionAndSettings) {
-    {
-        // Fewer channels granted than asked: the caller learns it.
-        Host host(testPlugin(L"fx_mixedpins.dll"));
-        std::unique_ptr<Stream> stream = host.openStream(SampleType::Float32);
-        fxhost::StreamFormat asked{48000, 4, 0x33, 2, 3};
-        EXPECT_EQ(stream->setFormat(asked).inputChannels, 2u);
-        stream->close();
-    }
+TEST(ClientStream, PrecisionAndSettings) {
     {
         Host host(testPlugin(L"fx_effect.dll"));
         std::unique_ptr<Stream> stream = host.openStream(SampleType::Float64);
@@ -164,35 +130,21 @@ TEST(ClientStream, FailuresAreExceptionsOfTheirKind) {
         const wchar_t* plugin;
         std::function<void(Stream&)> act;
         std::string kind;
-        std::string errorText;
     } rows[] = {
-        {"a plug-in without inputs", L"fx_noinputs.dll", [](Stream& s) { s.setFormat(44100, 2); }, "FormatError",
-         "VST refused audio format\n"},
         {"a plug-in that hangs", L"fx_hang_tail.dll",
          [](Stream& s) {
              s.setFormat(44100, 2);
              s.drainFloat();
          },
-         "TimeoutError", ""},
-        {"a plug-in that faults", L"fx_crash_tail.dll",
-         [](Stream& s) {
-             s.setFormat(44100, 2);
-             s.drainFloat();
-         },
-         "CrashError", ""},
-        {"a plug-in that does not open", L"fx_synth.dll", [](Stream& s) { s.setFormat(44100, 2); }, "OpenError",
-         ""},
+         "TimeoutError"},
+        {"a plug-in that does not open", L"fx_synth.dll", [](Stream& s) { s.setFormat(44100, 2); }, "OpenError"},
     };
     for (const Row& row : rows) {
         fxhost::HostOptions options;
         options.timeoutSeconds = 3;
         Host host(testPlugin(row.plugin), options);
         auto start = std::chrono::steady_clock::now();
-        std::string text;
-        EXPECT_EQ(thrown([&] { row.act(*host.openStream(SampleType::Float32)); }, &text), row.kind) << row.name;
-        if (!row.errorText.empty()) {
-            EXPECT_EQ(text, row.errorText) << row.name;
-        }
+        EXPECT_EQ(thrown([&] { row.act(*host.openStream(SampleType::Float32)); }), row.kind) << row.name;
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << row.name;
     }
 }

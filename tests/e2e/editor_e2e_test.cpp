@@ -18,11 +18,6 @@
 
 namespace {
 
-std::vector<std::wstring> configure(const std::wstring& plugin, std::vector<std::wstring> options) {
-    options.insert(options.begin(), {L"configure", L"--vst", testPlugin(plugin)});
-    return options;
-}
-
 std::string text(HWND window) {
     wchar_t buffer[512] = L"";
     GetWindowTextW(window, buffer, 512);
@@ -156,7 +151,7 @@ TEST(GenericDialog, ControlsLayoutAndChangesSavedAtOnce) {
         DWORD dpi = DWORD(row.dpi);
         RegSetValueExW(desktop, L"LogPixels", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&dpi), sizeof dpi);
         CallLog log;
-        RunningHost host(configure(row.plugin, {L"--window-title", title, L"--data", data}));
+        RunningHost host(configuring(testPlugin(row.plugin), title, data));
         HWND dialog = host.window(title);
         RegDeleteValueW(desktop, L"LogPixels");
         RegCloseKey(desktop);
@@ -249,7 +244,7 @@ TEST(CustomEditor, NotificationsSaveOncePerBurst) {
     const std::wstring title = uniqueTitle(), data = folder.path() + L"settings.bin";
     writeWholeFile(data, "saved chunk");
     CallLog log;
-    RunningHost host(configure(L"fx_editor_chunk.dll", {L"--window-title", title, L"--data", data}));
+    RunningHost host(configuring(testPlugin(L"fx_editor_chunk.dll"), title, data));
     HWND window = host.window(title);
     ASSERT_TRUE(window);
     const std::string save = "dispatch effGetChunk";
@@ -289,8 +284,7 @@ TEST(Configure, WindowKindSizeTitleOwnerAndExitCode) {
     // A window of ours, as a parent application's, to own the host's.
     HWND ours = CreateWindowExW(0, L"STATIC", L"parent", WS_OVERLAPPED, 0, 0, 50, 50, NULL, NULL, NULL, NULL);
     ASSERT_TRUE(ours);
-    wchar_t hex[32];
-    swprintf(hex, 32, L"%llX", static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(ours)));
+    HWND noWindow = reinterpret_cast<HWND>(uintptr_t(0x7FFFFFF0));
     enum Kind { Editor, Dialog, None };
     static const struct Close {
         UINT message;
@@ -299,42 +293,40 @@ TEST(Configure, WindowKindSizeTitleOwnerAndExitCode) {
     struct Row {
         const char* name;
         const wchar_t* plugin;
-        std::vector<std::wstring> options; // a title of its own is added unless the row wants the default
+        HWND parent; // and so the owner of the window
         Kind kind;
-        HWND owner = NULL;
         Close close = closeBox;
         SIZE editor = {320, 240}; // which the window's client area takes as far as the system allows
         bool defaultTitle = false;
+        bool dpiAware = false;
     };
     const std::vector<Row> rows = {
-        {"an editor, a rectangle away from the origin", L"fx_editor.dll", {}, Editor, NULL, closeBox, {320, 240}, true},
-        {"an editor without a rectangle", L"fx_editor_norect.dll", {}, Editor, NULL, closeBox, {100, 100}},
-        {"an empty rectangle", L"fx_editor_zero.dll", {}, Editor, NULL, closeBox, {0, 0}},
-        {"the most that 16-bit fields can say", L"fx_editor_huge.dll", {}, Editor, NULL, closeBox, {65535, 65535}},
-        {"no editor, parameters", L"fx_params.dll", {}, Dialog, NULL, cancel, {}, true},
-        {"an editor and parameters", L"fx_editor_chunk.dll", {}, Editor},
-        {"a parent in hexadecimal", L"fx_editor.dll", {L"--parent-window", hex}, Editor, ours},
-        {"a parent of the dialog", L"fx_params.dll", {L"--parent-window", hex}, Dialog, ours, escape},
-        {"a parent that does not parse", L"fx_editor.dll", {L"--parent-window", L"0x1A2B"}, Editor},
-        {"a parent that is no window", L"fx_editor.dll", {L"--parent-window", L"7FFFFFF0"}, None},
-        {"the same for the dialog", L"fx_params.dll", {L"--parent-window", L"7ffffff0"}, None},
+        {"an editor, a rectangle away from the origin", L"fx_editor.dll", NULL, Editor, closeBox, {320, 240}, true},
+        {"an editor without a rectangle", L"fx_editor_norect.dll", NULL, Editor, closeBox, {100, 100}},
+        {"an empty rectangle", L"fx_editor_zero.dll", NULL, Editor, closeBox, {0, 0}},
+        {"the most that 16-bit fields can say", L"fx_editor_huge.dll", NULL, Editor, closeBox, {65535, 65535}},
+        {"no editor, parameters", L"fx_params.dll", NULL, Dialog, cancel, {}, true},
+        {"an editor and parameters", L"fx_editor_chunk.dll", NULL, Editor},
+        {"a parent", L"fx_editor.dll", ours, Editor},
+        {"a parent of the dialog", L"fx_params.dll", ours, Dialog, escape},
+        {"a parent that is no window", L"fx_editor.dll", noWindow, None},
+        {"the same for the dialog", L"fx_params.dll", noWindow, None},
         // Wine fixes every process's DPI awareness as it starts, so that
         // only the window is to be seen here.
-        {"DPI aware", L"fx_editor.dll", {L"--dpi-aware", L"yes"}, Editor},
+        {"DPI aware", L"fx_editor.dll", NULL, Editor, closeBox, {320, 240}, false, true},
     };
     const UINT resizeYourself = WM_APP + 1; // to the plug-in's own window, as a click in it would
     for (const Row& row : rows) {
         const std::wstring title = row.defaultTitle ? L"VST Effect Configuration" : uniqueTitle();
-        std::vector<std::wstring> options = row.options;
-        if (!row.defaultTitle)
-            options.insert(options.end(), {L"--window-title", title});
+        fxhost::HostOptions options;
+        options.dpiAware = row.dpiAware;
         CallLog log;
-        RunningHost host(configure(row.plugin, options));
+        RunningHost host(configuring(testPlugin(row.plugin), row.defaultTitle ? L"" : title, L"", row.parent, options));
         HWND window = host.window(title);
         EXPECT_EQ(window != NULL, row.kind != None) << row.name;
         if (window) {
             EXPECT_EQ(className(window).substr(0, 4), row.kind == Editor ? "ATL:" : "#327") << row.name;
-            EXPECT_EQ(GetWindow(window, GW_OWNER), row.owner) << row.name;
+            EXPECT_EQ(GetWindow(window, GW_OWNER), row.parent) << row.name;
         }
         if (window && row.kind == Editor) {
             EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & (WS_CAPTION | WS_SYSMENU | WS_CLIPCHILDREN | WS_THICKFRAME |
@@ -434,12 +426,13 @@ TEST(Configure, AWindowNobodyTouchesKeepsTheSettingsValueForValue) {
     for (const Row& row : rows) {
         ScopedTempFolder folder;
         const std::wstring data = folder.path() + L"settings.bin";
+        fxhost::HostOptions options;
+        options.vstVersion = row.version == std::wstring(L"3") ? 3 : 2;
         std::string loaded = row.settings;
         if (row.version == std::wstring(L"3")) {
             // The class and the controller's part as the plug-in writes them.
             const std::wstring title = uniqueTitle();
-            RunningHost host({L"configure", L"--vst", row.plugin, L"--vst-version", row.version, L"--window-title",
-                              title, L"--data", data});
+            RunningHost host(configuring(row.plugin, title, data, NULL, options));
             PostMessageW(host.window(title), WM_CLOSE, 0, 0);
             host.finish();
             loaded = withComponentState(readWholeFile(data), row.settings);
@@ -450,9 +443,11 @@ TEST(Configure, AWindowNobodyTouchesKeepsTheSettingsValueForValue) {
             makeOld(data);
             const std::wstring title = uniqueTitle();
             const bool isLive = command == std::wstring(L"configure-live");
-            RunningHost host({command, L"--vst", row.plugin, L"--vst-version", row.version, L"--window-title", title,
-                              L"--data", data, L"--bits", L"32", L"--formattag", L"3"},
-                             isLive ? live : "");
+            RunningHost host(
+                isLive ? simulating({command, L"--vst", row.plugin, L"--vst-version", row.version, L"--window-title",
+                                     title, L"--data", data, L"--bits", L"32", L"--formattag", L"3"},
+                                    live)
+                       : configuring(row.plugin, title, data, NULL, options));
             if (!isLive)
                 PostMessageW(host.window(title), WM_CLOSE, 0, 0);
             HostRun run = host.finish();
@@ -469,7 +464,7 @@ TEST(Configure, AWindowNobodyTouchesKeepsTheSettingsValueForValue) {
 TEST(GenericDialog, RowsBeyondTheScreenScrollIntoView) {
     // 200 parameters: far more rows than any screen holds.
     const std::wstring title = uniqueTitle();
-    RunningHost host(configure(L"fx_many.dll", {L"--window-title", title}));
+    RunningHost host(configuring(testPlugin(L"fx_many.dll"), title));
     HWND dialog = host.window(title);
     ASSERT_TRUE(dialog);
     MONITORINFO screen = {};
@@ -516,7 +511,7 @@ TEST(GenericDialog, RowsBeyondTheScreenScrollIntoView) {
 TEST(CustomEditor, KeysTypedIntoTheEditorArriveAsCharacters) {
     const std::wstring title = uniqueTitle();
     CallLog log;
-    RunningHost host(configure(L"fx_editor.dll", {L"--window-title", title}));
+    RunningHost host(configuring(testPlugin(L"fx_editor.dll"), title));
     HWND window = host.window(title);
     ASSERT_TRUE(window);
     HWND view = FindWindowExW(window, NULL, L"fx editor view", NULL);

@@ -41,7 +41,7 @@ TEST(ConfigureLive, TheStreamAndTheWindowEndEachOther) {
         if (row.parent != StandardInput)
             arguments.insert(arguments.end(), {L"--pipe", pipe.name()});
         CallLog log;
-        RunningHost host(arguments, row.parent == StandardInput ? row.sent : "");
+        RunningHost host(simulating(arguments, row.parent == StandardInput ? row.sent : ""));
         if (row.parent != StandardInput) {
             pipe.waitForClient();
             HWND window = row.parent == PipeClosedAtOnce ? NULL : host.window(title);
@@ -71,8 +71,8 @@ TEST(ConfigureLive, TheStreamStartsOnceTheDialogHasProbedItsParameters) {
     PipeServer pipe(PIPE_ACCESS_DUPLEX);
     const std::wstring title = uniqueTitle();
     CallLog log;
-    RunningHost host({L"configure-live", L"--vst", testPlugin(L"fx_effect.dll"), L"--bits", L"32", L"--formattag", L"3",
-                      L"--window-title", title, L"--pipe", pipe.name()});
+    RunningHost host(simulating({L"configure-live", L"--vst", testPlugin(L"fx_effect.dll"), L"--bits", L"32",
+                                 L"--formattag", L"3", L"--window-title", title, L"--pipe", pipe.name()}));
     pipe.waitForClient();
     pipe.write(message(3, formatRecord(44100, 2, 0, 2, 0)) + message(1, floatFrames(2048, 2)));
     EXPECT_TRUE(host.window(title));
@@ -95,8 +95,8 @@ TEST(ConfigureLive, AWindowThatCannotBeMadeEndsTheRunAtOnce) {
     // wait for the stream, and the stream never starts.
     for (const wchar_t* plugin : {L"fx_effect.dll", L"fx_editor.dll"}) {
         PipeServer pipe(PIPE_ACCESS_DUPLEX);
-        RunningHost host({L"configure-live", L"--vst", testPlugin(plugin), L"--bits", L"32", L"--formattag", L"3",
-                          L"--parent-window", L"7FFFFFF0", L"--pipe", pipe.name()});
+        RunningHost host(simulating({L"configure-live", L"--vst", testPlugin(plugin), L"--bits", L"32", L"--formattag",
+                                     L"3", L"--parent-window", L"7FFFFFF0", L"--pipe", pipe.name()}));
         pipe.waitForClient();
         HostRun run = host.finish();
         pipe.close();

@@ -1,7 +1,11 @@
 // The parent simulator: starts fxhost.exe the way a parent application does
 // (CreateProcessW with its standard handles on anonymous pipes), feeds its
 // standard input, collects standard output and standard error, and reports
-// the exit code.
+// the exit code. The end-to-end tests go through the shipped client
+// (running_host.h) wherever it can say what they ask; this is for the rest:
+// odd command lines and broken messages, which a client must not send, and
+// what the client does not offer (the plain protocol over the standard
+// handles, files, named pipes the parent makes, http, configure-live).
 #pragma once
 
 #include <cstdint>

@@ -1,10 +1,12 @@
-// The `process` command as a parent meets it over the standard handles: the
-// chunked and the plain protocol byte for byte, every failure with its text
+// The `process` command as a parent meets it: the chunked protocol through
+// the client, and byte for byte over the standard handles where a message
+// is one no client sends; the plain protocol; every failure with its text
 // and exit code, the precision chosen, and the calls of a whole run.
 
 #include <gtest/gtest.h>
 
 #include "parent.h"
+#include "running_host.h"
 #include "stream_bytes.h"
 
 namespace {
@@ -16,9 +18,66 @@ std::vector<std::wstring> processWith(const wchar_t* plugin, std::vector<std::ws
     return options;
 }
 
-TEST(ChunkedProtocol, MessagesEndingsAndFailures) {
+TEST(ChunkedProtocol, WhatTheClientSendsAndGets) {
+    using fxhost::Stream;
+    // The replies as the protocol puts them: a granted format's record, audio.
+    auto format = [](const fxhost::StreamFormat& f) {
+        return formatRecord(f.sampleRate, f.inputChannels, f.inputMask, f.outputChannels, f.outputMask);
+    };
+    const std::string granted = formatRecord(44100, 2, 3, 2, 3), block = floatFrames(512, 2);
+    struct Row {
+        const char* name;
+        const wchar_t* plugin;
+        std::function<void(Stream&, std::string& got)> act;
+        std::string got;
+        std::string error = ""; // and exit code -1, if any
+    } rows[] = {
+        {"immediate close", L"fx_delay.dll", [](Stream&, std::string&) {}, ""},
+        {"latency alone, after empty settings that do nothing", L"fx_delay.dll",
+         [&](Stream& s, std::string& got) {
+             s.setSettings("");
+             got = format(s.setFormat(44100, 2));
+             got += le32(s.queryLatency());
+         },
+         granted + le32(512)},
+        // The new instance starts with an empty delay line.
+        {"reopen gives a fresh instance", L"fx_delay.dll",
+         [&](Stream& s, std::string& got) {
+             got = format(s.setFormat(44100, 2));
+             got += s.processBytes(block.data(), 100 * 8);
+             got += format(s.reopen());
+             got += s.processBytes(block.data(), block.size());
+             got += le32(s.latency());
+         },
+         granted + std::string(100 * 8, '\0') + granted + std::string(512 * 8, '\0') + le32(512)},
+        {"fewer channels are granted", L"fx_mixedpins.dll",
+         [&](Stream& s, std::string& got) {
+             got = format(s.setFormat({48000, 4, 0, 2, 0}));
+         },
+         formatRecord(48000, 2, 3, 2, 3)},
+        {"a plug-in without inputs", L"fx_noinputs.dll", [](Stream& s, std::string&) { s.setFormat(44100, 2); }, "",
+         "VST refused audio format\n"},
+        {"reopen that fails", L"fx_once.dll", [](Stream& s, std::string&) { s.setFormat(44100, 2), s.reopen(); }, "",
+         "Could not reopen VST\n"},
+    };
+    for (const Row& row : rows) {
+        std::string got;
+        HostRun run = outcome([&] {
+            std::unique_ptr<Stream> stream = clientFor(testPlugin(row.plugin)).openStream(fxhost::SampleType::Float32);
+            row.act(*stream, got);
+            stream->close();
+        });
+        EXPECT_EQ(run.exitCode, row.error.empty() ? 0u : exitFailure) << row.name;
+        EXPECT_EQ(run.error, row.error) << row.name;
+        EXPECT_TRUE(sameBytes(got, row.got)) << row.name;
+    }
+}
+
+// Messages that no client sends: cut short, unknown, out of order, too
+// large.
+TEST(ChunkedProtocol, OddMessagesEndingsAndFailures) {
     const std::string format = message(3, formatRecord(44100, 2, 0, 2, 0)), granted = formatRecord(44100, 2, 3, 2, 3);
-    const std::string block = floatFrames(512, 2), silence100 = std::string(100 * 8, '\0');
+    const std::string block = floatFrames(512, 2);
     struct Row {
         const char* name;
         const wchar_t* plugin;
@@ -27,31 +86,20 @@ TEST(ChunkedProtocol, MessagesEndingsAndFailures) {
         std::string error;
         std::string output; // what went out, before a failure too
     } rows[] = {
-        {"immediate close", L"fx_delay.dll", "", 0, "", ""},
         {"a header cut short", L"fx_delay.dll", std::string("\x01\x00\x00", 3), 0, "", ""},
         {"a header without all its size", L"fx_delay.dll", le32(1) + std::string("\x08\x00", 2), 0, "", ""},
         {"a payload cut short", L"fx_delay.dll", le32(2) + le32(8) + "abcd", exitFailure, "", ""},
-        {"latency alone", L"fx_delay.dll", format + message(1, ""), 0, "", granted + le32(512)},
         {"drain and reopen payloads are ignored", L"fx_delay.dll", message(5, "xyz") + format + message(4, "abc"), 0,
          "", granted + le32(0)},
-        {"empty settings do nothing", L"fx_delay.dll", message(2, ""), 0, "", ""},
-        // The new instance starts with an empty delay line.
-        {"reopen gives a fresh instance", L"fx_delay.dll",
-         format + message(1, floatFrames(100, 2)) + message(5, "") + format + message(1, block), 0, "",
-         granted + silence100 + le32(512) + granted + std::string(512 * 8, '\0') + le32(512)},
-        {"fewer channels are granted", L"fx_mixedpins.dll", message(3, formatRecord(48000, 4, 0, 2, 0)), 0, "",
-         formatRecord(48000, 2, 3, 2, 3)},
         {"audio before a format", L"fx_delay.dll", message(1, ""), exitFailure, "audio format not set" + nl, ""},
         {"drain before a format", L"fx_delay.dll", message(4, ""), exitFailure, "audio format not set" + nl, ""},
         {"short format", L"fx_delay.dll", message(3, std::string(19, '\0')), exitFailure, "bad input" + nl, ""},
         {"long format", L"fx_delay.dll", message(3, std::string(21, '\0')), exitFailure, "bad input" + nl, ""},
         {"unknown command", L"fx_delay.dll", message(6, ""), exitFailure, "unknown command" + nl, ""},
-        {"a plug-in without inputs", L"fx_noinputs.dll", format, exitFailure, "VST refused audio format" + nl, ""},
         {"half a frame after whole blocks", L"fx_effect.dll", format + message(1, block + "abcd"), exitFailure,
          "bad data alignment" + nl, granted + block},
         {"a size beyond any real message", L"fx_effect.dll", le32(1) + le32(0xFFFFFFFFu), exitFailure,
          "message too large" + nl, ""},
-        {"reopen that fails", L"fx_once.dll", message(5, ""), exitFailure, "Could not reopen VST" + nl, ""},
     };
     for (const Row& row : rows) {
         HostRun run = runHost(

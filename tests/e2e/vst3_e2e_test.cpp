@@ -19,12 +19,24 @@ namespace {
 typedef std::vector<std::string> Lines;
 const std::string newline = "\r\n";
 
-std::vector<std::wstring> with(std::vector<std::wstring> arguments, const std::vector<std::wstring>& more) {
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
+// `test` through the client: "opens", else what the program said, of a
+// plug-in that does not open or of one that crashed.
+std::string tested(const fxhost::Host& host) {
+    std::string reason;
+    try {
+        return host.test(&reason) ? "opens" : reason;
+    } catch (const fxhost::CrashError& e) {
+        return e.errorText();
+    }
 }
 
-const std::vector<std::wstring> chunkedFloat = {L"--protocol", L"chunked", L"--bits", L"32", L"--formattag", L"3"};
+// A float 32 stream of the plug-in through the client, with its format set.
+std::unique_ptr<fxhost::Stream> floatStream(const std::wstring& plugin, uint32_t rate,
+                                            const std::wstring& data = std::wstring()) {
+    std::unique_ptr<fxhost::Stream> stream = clientFor(plugin).openStream(fxhost::SampleType::Float32, data);
+    stream->setFormat(rate, 2);
+    return stream;
+}
 
 // The preset image of fx3_gain with its gain (normalized): the component's
 // state, the gain and "G1", then the controller's, "UI" and a byte.
@@ -39,41 +51,37 @@ TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
     CallLog log;
     struct Case {
         const wchar_t* plugin;
-        const wchar_t* version; // --vst-version, if any
-        uint32_t exitCode;
-        const char* error; // null: the VST 2 attempt's report, which names the path
+        int version;        // --vst-version, if any
+        const char* answer; // null: the VST 2 attempt's report, which names the path
     } cases[] = {
-        {L"fx3_bundle.vst3", nullptr, 0, ""},
-        {L"fx3_bundle.vst3\\", nullptr, 0, ""}, // as shell completion writes a folder
-        {L"fx3_twoclasses.vst3", nullptr, 0, ""},
-        {L"fx3_gain.vst3", L"3", 0, ""},
+        {L"fx3_bundle.vst3", 0, "opens"},
+        {L"fx3_bundle.vst3\\", 0, "opens"}, // as shell completion writes a folder
+        {L"fx3_twoclasses.vst3", 0, "opens"},
+        {L"fx3_gain.vst3", 3, "opens"},
         // The VST 3 attempt says nothing of its own.
-        {L"fx3_noeffect.vst3", nullptr, exitFailure, nullptr},
-        {L"fx3_initfail.vst3", nullptr, exitFailure, nullptr},
-        {L"fx3_nullfactory.vst3", nullptr, exitFailure, nullptr},
-        {L"fx3_gain.vst3", L"2", exitFailure, nullptr},
-        {L"fx3_noeffect.vst3", L"3", exitFailure, "Could not open VST."},
-        {L"fx_effect.dll", L"3", exitFailure, "Could not open VST."},
-        {L"fx3_throwfactory.vst3", nullptr, exitFailure, "fx3_throwfactory makes nothing\r\n"},
+        {L"fx3_noeffect.vst3", 0, nullptr},
+        {L"fx3_initfail.vst3", 0, nullptr},
+        {L"fx3_nullfactory.vst3", 0, nullptr},
+        {L"fx3_gain.vst3", 2, nullptr},
+        {L"fx3_noeffect.vst3", 3, "Could not open VST.\n"},
+        {L"fx_effect.dll", 3, "Could not open VST.\n"},
+        {L"fx3_throwfactory.vst3", 0, "fx3_throwfactory makes nothing\n"},
     };
     for (const Case& c : cases) {
         std::wstring path = testPlugin(c.plugin);
-        std::vector<std::wstring> arguments = {L"test", L"--vst", path};
-        if (c.version)
-            arguments = with(arguments, {L"--vst-version", c.version});
-        HostRun run = runHost(arguments);
-        std::string what = narrow(c.plugin) + (c.version ? " as VST " + narrow(c.version) : "");
-        EXPECT_EQ(run.exitCode, c.exitCode) << what;
+        fxhost::HostOptions options;
+        options.vstVersion = c.version;
+        std::string answer = tested(clientFor(path, options));
+        std::string what = narrow(c.plugin) + (c.version ? " as VST " + std::to_string(c.version) : "");
         // A 32-bit plug-in's exception cannot unwind into the program: the
         // plug-in's runtime says why and aborts, and the program fails with
         // one line of its own after that.
         if (sizeof(void*) == 4 && std::wstring(c.plugin).find(L"throw") != std::wstring::npos) {
-            const std::string last = "plug-in crashed: abort" + newline;
-            EXPECT_EQ(run.error.substr(run.error.size() - std::min(run.error.size(), last.size())), last) << what;
+            const std::string last = "plug-in crashed: abort\n";
+            EXPECT_EQ(answer.substr(answer.size() - std::min(answer.size(), last.size())), last) << what;
             continue;
         }
-        EXPECT_EQ(run.error,
-                  c.error ? c.error : "Could not load VST: " + narrow(path) + newline + "Could not open VST.")
+        EXPECT_EQ(answer, c.answer ? c.answer : "Could not load VST: " + narrow(path) + "\nCould not open VST.\n")
             << what;
     }
     // Whatever the factories made was let go of again.
@@ -81,15 +89,8 @@ TEST(Vst3Open, ModulesThatOpenAndFailuresThatFallThroughToVst2) {
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "factory createInstance component"),
               std::count(calls.begin(), calls.end(), "component deleted"));
 
-    HostRun info = runHost({L"info", L"--vst", testPlugin(L"fx3_gain.vst3")});
-    auto pins = [&](const std::string& kind, const std::string& pin, const std::string& label) {
-        std::string text = "Number of " + kind + ": 2" + newline;
-        for (const char* index : {" 0:", " 1:"})
-            text += "  " + pin + index + newline + "    .label = " + label + newline + "    .flags = 7" + newline +
-                    "    .arrangementType = 1" + newline;
-        return text;
-    };
-    EXPECT_EQ(info.error, pins("inputs", "Input", "Stereo In") + pins("outputs", "Output", "Stereo Out"));
+    EXPECT_EQ(pinsText(clientFor(testPlugin(L"fx3_gain.vst3")).info()),
+              "Stereo In/7/1 Stereo In/7/1 | Stereo Out/7/1 Stereo Out/7/1 | ");
 }
 
 // The calls fx3_gain receives over a run with settings from --data and
@@ -98,14 +99,15 @@ TEST(Vst3Run, CallsSettingsAndAudioOfAWholeRun) {
     CallLog log;
     ScopedTempFolder folder;
     writeWholeFile(folder.path() + L"settings.bin", gainImage(0.25));
-    const std::string format = formatRecord(48000, 2, 3, 2, 3);
     const std::string audio = floatFrames(1024, 2);
-    HostRun run =
-        runHost(with({L"process", L"--vst", testPlugin(L"fx3_gain.vst3"), L"--data", folder.path() + L"settings.bin"},
-                     chunkedFloat),
-                message(3, format) + message(1, audio) + message(2, gainImage(1.0)) + message(1, audio));
-    ASSERT_EQ(run.exitCode, 0u) << run.error;
-    EXPECT_TRUE(sameBytes(run.output, format + scaled(audio, 0.5f) + le32(0) + scaled(audio, 2.0f) + le32(0)));
+    std::unique_ptr<fxhost::Stream> stream =
+        floatStream(testPlugin(L"fx3_gain.vst3"), 48000, folder.path() + L"settings.bin");
+    EXPECT_EQ(stream->format().outputMask, 3u);
+    EXPECT_TRUE(sameBytes(stream->processBytes(audio.data(), audio.size()), scaled(audio, 0.5f)));
+    EXPECT_EQ(stream->latency(), 0u);
+    stream->setSettings(gainImage(1.0));
+    EXPECT_TRUE(sameBytes(stream->processBytes(audio.data(), audio.size()), scaled(audio, 2.0f)));
+    stream->close();
     const std::string reload = "component setState 10; controller setComponentState 10; controller setState 3; ";
     EXPECT_EQ(joined(log.calls()),
               // The module, and the adapter's set-up.
@@ -130,14 +132,13 @@ TEST(Vst3Run, CallsSettingsAndAudioOfAWholeRun) {
 
 TEST(Vst3Run, ReopenMakesANewInstanceFromTheLoadedModule) {
     CallLog log;
-    const std::string format = formatRecord(44100, 2, 3, 2, 3);
     const std::string audio = floatFrames(100, 2);
-    HostRun run = runHost(with({L"process", L"--vst", testPlugin(L"fx3_gain.vst3")}, chunkedFloat),
-                          message(3, format) + message(2, gainImage(0.25)) + message(5, "") + message(3, format) +
-                              message(1, audio));
-    EXPECT_EQ(run.exitCode, 0u) << run.error;
+    std::unique_ptr<fxhost::Stream> stream = floatStream(testPlugin(L"fx3_gain.vst3"), 44100);
+    stream->setSettings(gainImage(0.25));
+    EXPECT_EQ(stream->reopen().outputChannels, 2u);
     // The settings went with the old instance: the new one has its default.
-    EXPECT_TRUE(sameBytes(run.output, format + format + audio + le32(0)));
+    EXPECT_TRUE(sameBytes(stream->processBytes(audio.data(), audio.size()), audio));
+    stream->close();
     Lines calls = log.calls();
     for (const char* call : {"InitDll", "component initialize in Tonewell VST Adapter", "component deleted"})
         EXPECT_EQ(std::count(calls.begin(), calls.end(), call), std::string(call) == "InitDll" ? 1 : 2) << call;
@@ -180,7 +181,7 @@ TEST(Vst3Editor, ConfigureShowsTheViewAtItsSizeAndSavesItsEdits) {
         const std::wstring data = folder.path() + L"settings.bin";
         writeWholeFile(data, gainImage(0.75));
         const std::wstring title = uniqueTitle();
-        RunningHost host({L"configure", L"--vst", testPlugin(row.plugin), L"--window-title", title, L"--data", data});
+        RunningHost host(configuring(testPlugin(row.plugin), title, data));
         HWND window = host.window(title);
         ASSERT_TRUE(window) << row.name;
         EXPECT_EQ(sizeText(clientSize(window)), "400x300") << row.name;
@@ -228,67 +229,67 @@ TEST(FrameworkPlugins, EveryCommandOpensBothBuildsAndTheInstrumentNeither) {
     const std::wstring module = vst3Build(L"fxd_gain") + L"\\Contents\\" FXHOST_VST3_ARCH L"\\fxd_gain.vst3";
     for (const std::wstring& plugin : {vst2Build(L"fxd_gain"), vst3Build(L"fxd_gain"), module}) {
         // The framework complains on standard error of a host that frees its
-        // objects in the wrong order; nothing else writes there.
+        // objects in the wrong order; nothing else writes there. (The client
+        // passes on no standard error of a run that succeeds.)
         HostRun opened = runHost({L"test", L"--vst", plugin});
         EXPECT_EQ(opened.exitCode, 0u) << narrow(plugin);
         EXPECT_EQ(opened.error, "") << narrow(plugin);
-        EXPECT_EQ(runHost({L"has-editor", L"--vst", plugin}).exitCode, 0u) << "a parameter: " << narrow(plugin);
-        HostRun info = runHost({L"info", L"--vst", plugin});
-        EXPECT_EQ(info.error.find("Number of inputs: 2" + newline), 0u) << info.error;
-        EXPECT_NE(info.error.find(newline + "Number of outputs: 2" + newline), std::string::npos) << info.error;
+        fxhost::Host host = clientFor(plugin);
+        EXPECT_TRUE(host.hasEditor()) << "a parameter: " << narrow(plugin);
+        fxhost::PluginInfo info = host.info();
+        EXPECT_EQ(info.inputs.size(), 2u) << narrow(plugin);
+        EXPECT_EQ(info.outputs.size(), 2u) << narrow(plugin);
     }
     // A VST 3 build is refused as VST 3 and then, as VST 2, is a folder.
     // fxd_otherwidth is fxd_gain built for the other width, which no
-    // process of this width can load, and whose bundle has no folder for it.
+    // process of this width can load, and whose bundle has no folder for it;
+    // the client would run the other width's program for it, so that what
+    // this width's program says comes through the simulator.
     const struct {
         const char* name;
         std::wstring plugin;
         const char* kind;
+        bool otherWidth;
     } refused[] = {
-        {"the instrument's VST 2 build", vst2Build(L"fxd_instrument"), "VST"},
-        {"the instrument's VST 3 build", vst3Build(L"fxd_instrument"), "VST bundle"},
-        {"the other width's VST 2 build", vst2Build(L"fxd_otherwidth"), "VST bundle"}, // that does not load
-        {"the other width's VST 3 build", vst3Build(L"fxd_otherwidth"), "VST bundle"},
+        {"the instrument's VST 2 build", vst2Build(L"fxd_instrument"), "VST", false},
+        {"the instrument's VST 3 build", vst3Build(L"fxd_instrument"), "VST bundle", false},
+        {"the other width's VST 2 build", vst2Build(L"fxd_otherwidth"), "VST bundle", true}, // that does not load
+        {"the other width's VST 3 build", vst3Build(L"fxd_otherwidth"), "VST bundle", true},
     };
     for (const auto& row : refused) {
+        const std::string said =
+            std::string("Could not load ") + row.kind + ": " + narrow(row.plugin) + newline + "Could not open VST.";
+        if (!row.otherWidth) {
+            EXPECT_EQ(tested(clientFor(row.plugin)), said.substr(0, said.find('\r')) + "\nCould not open VST.\n")
+                << row.name;
+            continue;
+        }
         HostRun run = runHost({L"test", L"--vst", row.plugin});
         EXPECT_EQ(run.exitCode, exitFailure) << row.name;
-        EXPECT_EQ(run.error, std::string("Could not load ") + row.kind + ": " + narrow(row.plugin) + newline +
-                                 "Could not open VST.")
-            << row.name;
+        EXPECT_EQ(run.error, said) << row.name;
     }
 }
 
 TEST(FrameworkPlugins, Vst3BuildSoundsAsTheVst2Build) {
-    const std::string format = formatRecord(44100, 2, 3, 2, 3);
     const std::string audio = floatFrames(2000, 2);
     for (const wchar_t* name : {L"fxd_gain", L"fxd_latency"}) {
-        const size_t latency = std::wstring(name) == L"fxd_latency" ? 300 : 0; // the plug-in's delay
-        // Plain: the output alone. Chunked: the format, the output and the
-        // latency, then the tail.
-        for (bool chunked : {false, true}) {
-            std::string what = narrow(name) + (chunked ? " chunked" : " plain");
-            std::vector<std::wstring> options =
-                with(chunked ? std::vector<std::wstring>{L"--protocol", L"chunked"}
-                             : std::vector<std::wstring>{L"--rate", L"44100", L"--channels", L"2"},
-                     {L"--bits", L"32", L"--formattag", L"3"});
-            std::string input = chunked ? message(3, format) + message(1, audio) + message(4, "") : audio;
-            HostRun vst2 = runHost(with({L"process", L"--vst", vst2Build(name)}, options), input);
-            HostRun vst3 = runHost(with({L"process", L"--vst", vst3Build(name)}, options), input);
-            ASSERT_EQ(vst3.exitCode, 0u) << what << ": " << vst3.error;
-            ASSERT_EQ(vst2.exitCode, 0u) << what << ": " << vst2.error;
-            EXPECT_TRUE(sameBytes(vst3.output, vst2.output)) << what;
-            // And both really ran the effect: the gain passes its input, the
-            // delay shifts it by its latency.
-            std::string output = vst3.output.substr(chunked ? format.size() : 0);
-            size_t shift = latency * 8;
-            ASSERT_GE(output.size(), audio.size()) << what;
-            EXPECT_TRUE(sameBytes(output.substr(shift, audio.size() - shift), audio.substr(0, audio.size() - shift)))
-                << what;
-            if (chunked) {
-                EXPECT_EQ(output.substr(audio.size(), 4), le32(uint32_t(latency))) << what;
-            }
+        const uint32_t latency = std::wstring(name) == L"fxd_latency" ? 300 : 0; // the plug-in's delay
+        // The output, then the tail.
+        std::string played[2];
+        for (int build = 0; build < 2; ++build) {
+            std::unique_ptr<fxhost::Stream> stream = floatStream(build ? vst3Build(name) : vst2Build(name), 44100);
+            played[build] = stream->processBytes(audio.data(), audio.size());
+            EXPECT_EQ(stream->latency(), latency) << narrow(name);
+            played[build] += stream->drainBytes();
+            stream->close();
         }
+        EXPECT_TRUE(sameBytes(played[1], played[0])) << narrow(name);
+        // And both really ran the effect: the gain passes its input, the
+        // delay shifts it by its latency.
+        size_t shift = latency * 8;
+        ASSERT_GE(played[1].size(), audio.size()) << narrow(name);
+        EXPECT_TRUE(sameBytes(played[1].substr(shift, audio.size() - shift), audio.substr(0, audio.size() - shift)))
+            << narrow(name);
     }
 }
 
@@ -297,7 +298,7 @@ TEST(FrameworkPlugins, TheEditorOfBothBuildsOpensInTheWindow) {
         ScopedTempFolder folder;
         const std::wstring data = folder.path() + L"settings.bin";
         const std::wstring title = uniqueTitle();
-        RunningHost host({L"configure", L"--vst", plugin, L"--window-title", title, L"--data", data});
+        RunningHost host(configuring(plugin, title, data));
         HWND window = host.window(title);
         ASSERT_TRUE(window) << narrow(plugin);
         EXPECT_EQ(sizeText(clientSize(window)), "360x240") << narrow(plugin);
@@ -311,11 +312,10 @@ TEST(FrameworkPlugins, TheEditorOfBothBuildsOpensInTheWindow) {
         // as the edit left it. The VST 3 build's processor is an instance
         // apart from its editor's and ignores the changes of a block of no
         // frames, so this needs more than the flush before the state is read.
-        const std::string format = formatRecord(44100, 2, 3, 2, 3);
         const std::string audio = floatFrames(600, 2);
-        HostRun played = runHost(with({L"process", L"--vst", plugin, L"--data", data}, chunkedFloat),
-                                 message(3, format) + message(1, audio));
-        EXPECT_TRUE(sameBytes(played.output, format + scaled(audio, 0.5f) + le32(0))) << narrow(plugin);
+        std::unique_ptr<fxhost::Stream> stream = floatStream(plugin, 44100, data);
+        EXPECT_TRUE(sameBytes(stream->processBytes(audio.data(), audio.size()), scaled(audio, 0.5f))) << narrow(plugin);
+        stream->close();
     }
 }
 
