@@ -18,7 +18,7 @@ import numpy as np
 
 from . import program as programs
 from .channel import Run
-from .errors import FormatError, FxhostError, PluginOpenError, error_for
+from .errors import FormatError, FxhostError, PluginCrashed, Timeout, error_for
 from .program import PathLike
 
 # Chunked protocol commands.
@@ -193,15 +193,16 @@ class Plugin:
             os.unlink(name)
 
     def test(self) -> bool:
-        """True if the plug-in opens, False if it does not; a crash or a
-        time-out still raises."""
+        """True if the plug-in opens, False if it does not, whether the
+        program says why or the plug-in's own words end the attempt; a
+        crash or a time-out still raises."""
         code, text = self._run("test", timeout=self.start_timeout)
         if code == 0:
             return True
         error = error_for(code, text, "test")
-        if isinstance(error, PluginOpenError):
-            return False
-        raise error
+        if isinstance(error, (PluginCrashed, Timeout)):
+            raise error
+        return False
 
     def has_editor(self) -> bool:
         """True if a configure window can be offered: the plug-in's own
