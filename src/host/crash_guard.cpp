@@ -164,11 +164,13 @@ void guardAgainstCrashes() {
     // (Wine's msvcrt.dll returns an error code and goes on.)
     _set_invalid_parameter_handler(onInvalidParameter);
     overflowMet = CreateEventW(NULL, TRUE, FALSE, NULL);
-    if (overflowMet)
-        AddVectoredExceptionHandler(1, onStackOverflow);
     if (DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &mainThread, SYNCHRONIZE, FALSE,
                         0)) {
         HANDLE watcher = CreateThread(NULL, 64 * 1024, watch, NULL, STACK_SIZE_PARAM_IS_A_RESERVATION, NULL);
+        // The overflow handler only hands over: without the watcher, a
+        // thread that overflowed would wait for ever.
+        if (watcher && overflowMet)
+            AddVectoredExceptionHandler(1, onStackOverflow);
         if (watcher)
             CloseHandle(watcher);
     }
