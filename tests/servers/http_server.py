@@ -23,6 +23,9 @@ Files are served from DIR. Paths, with their query parameters:
       ?ext=1            with "chunked": a chunk extension on each size line
       ?garbage=1        with "chunked": a size line that is no number
       ?lastcrlf=0       with "chunked": close after "0\r\n", no final line end
+      ?te=gzip          with "chunked": the body gzipped, "Transfer-Encoding:
+                        gzip, chunked"
+      ?ce=gzip          all of it gzipped, "Content-Encoding: gzip", unasked
       ?stall=1          read the request, answer nothing
       ?keep=1           answer without closing, for keep-alive clients
       ?then=N           with drop or short: every later request is cut too,
@@ -30,6 +33,7 @@ Files are served from DIR. Paths, with their query parameters:
       ?ignore=1         ignore Range: every request gets 200 and all of it
       ?from=N           answer Range with a 206 that starts at N instead
       ?length=N         announce a Content-Length of N, whatever is sent
+      ?length2=N        a second Content-Length line, of N
       ?interim=CODES    interim replies first, e.g. "100,103"
       ?crflood=1        after the status line (with "chunked": after the
                         head), carriage returns until the client leaves
@@ -53,6 +57,7 @@ Files are served from DIR. Paths, with their query parameters:
 
 import argparse
 import base64
+import gzip
 import hashlib
 import os
 import socket
@@ -252,6 +257,11 @@ class Handler(socketserver.StreamRequestHandler):
             headers.append(("Content-Range", "bytes %d-%d/%d" % (start, size - 1, size)))
         if q.get("ranges") == "none":
             headers.append(("Accept-Ranges", "none"))
+        if q.get("ce") == "gzip":
+            with open(path, "rb") as f:
+                body = gzip.compress(f.read())
+            return self.send(status, headers + [("Content-Encoding", "gzip"), ("Content-Length", str(len(body)))],
+                             body)
         if "chunked" in q:
             if q.get("crflood") == "1":
                 self.send(status, headers + [("Transfer-Encoding", "chunked")])
@@ -261,6 +271,8 @@ class Handler(socketserver.StreamRequestHandler):
                 return self.send_chunked(status, headers, f.read(), int(q["chunked"]), keep)
         if q.get("nolength") != "1":
             headers.append(("Content-Length", q.get("length", str(size - start))))
+            if "length2" in q:
+                headers.append(("Content-Length", q["length2"]))
         cut = None
         for kind in ("drop", "short"):
             if kind in q:
@@ -300,6 +312,9 @@ class Handler(socketserver.StreamRequestHandler):
         return result
 
     def send_chunked(self, status, headers, body, size, keep):
+        coding = "chunked"
+        if self.query.get("te") == "gzip":
+            body, coding = gzip.compress(body), "gzip, chunked"
         out = b""
         ext = ";name=value" if self.query.get("ext") == "1" else ""
         for at in range(0, len(body), size):
@@ -307,7 +322,7 @@ class Handler(socketserver.StreamRequestHandler):
             sizeline = "zz" if self.query.get("garbage") == "1" else "%x" % len(piece)
             out += (sizeline + ext + "\r\n").encode() + piece + b"\r\n"
         out += b"0\r\n" if self.query.get("lastcrlf") == "0" else b"0\r\n\r\n"
-        return self.send(status, headers + [("Transfer-Encoding", "chunked")], out, close=not keep)
+        return self.send(status, headers + [("Transfer-Encoding", coding)], out, close=not keep)
 
     # `byte` over and over until the client leaves (or a minute passes, so
     # that a client that never does cannot keep this server busy).

@@ -59,6 +59,8 @@ QZ_EXCEPTION(bad_url, error, "invalid URL");
 QZ_EXCEPTION(auth_error, error, "authentication failure");
 QZ_EXCEPTION(invalid_reply, error, "invalid server response");
 QZ_EXCEPTION(head_too_large, invalid_reply, "server response header too large");
+// A body in gzip or another coding that the client cannot undo.
+QZ_EXCEPTION(unsupported_coding, invalid_reply, "server response has an unsupported encoding");
 // A reply to a Range request that is not the rest of what was read before.
 QZ_EXCEPTION(resume_mismatch, error, "server response does not continue the data");
 } // namespace httpRequest_errors

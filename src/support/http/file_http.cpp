@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/error/error.h"
+#include "support/http/header_block.h"
 #include "support/http/resume_check.h"
 #include "support/thread/wait.h"
 #include "support/win32.h"
@@ -38,6 +39,10 @@ void fileHttp::openAtOffset(const std::string& address, uint64_t offset, uint64_
 void fileHttp::openAt(uint64_t offset) {
     request.transport.setTimeout(hasCustomTimeout ? customTimeout : 10.0);
     request.request(url, method, offset == 0 ? unknownSize : offset);
+    // Nothing asks for a coding, but a server may send one anyway: gzip
+    // bytes taken for samples would be noise with no failure at all.
+    if (!plainCodings(request.headerText()))
+        throw httpRequest_errors::unsupported_coding();
     if (!seekableKnown) {
         seekableKnown = true;
         seekable = request.isSeekable();

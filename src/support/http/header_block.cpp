@@ -1,6 +1,7 @@
 #include "support/http/header_block.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "support/error/error.h"
 #include "support/file/file.h"
@@ -66,6 +67,26 @@ long daysBefore(long year, long month) {
     return days;
 }
 
+// The tokens of every line named `name`, separated by commas, blanks and tabs.
+std::vector<std::string> tokensOf(const std::string& headers, const char* name) {
+    std::vector<std::string> tokens;
+    eachHeader(headers, name, [&](const std::string& value) {
+        for (size_t at = value.find_first_not_of(", \t"); at != std::string::npos;
+             at = value.find_first_not_of(", \t", at)) {
+            const size_t end = value.find_first_of(", \t", at);
+            tokens.push_back(value.substr(at, end == std::string::npos ? std::string::npos : end - at));
+            at = end;
+        }
+        return true;
+    });
+    return tokens;
+}
+
+// Sized, so that a zero byte inside a token cannot end the comparison early.
+bool isWord(const std::string& token, const char* word) {
+    return compareNoCase(token.data(), token.size(), word, std::strlen(word)) == 0;
+}
+
 } // namespace
 
 bool getHeader(const std::string& headers, const std::string& name, std::string& value) {
@@ -88,16 +109,26 @@ bool getHeaders(const std::string& headers, const std::string& name, std::vector
 }
 
 uint64_t contentLength(const std::string& headers) {
-    std::string value;
-    if (!getHeader(headers, "content-length", value))
+    std::vector<std::string> values;
+    if (!getHeaders(headers, "content-length", values))
         return unknownSize;
-    try {
-        return parseDecimal(value);
-    } catch (const invalid_input&) {
-        throw httpRequest_errors::invalid_reply();
-    } catch (const overflow&) {
-        throw httpRequest_errors::invalid_reply();
+    // Two lengths that differ leave the body's end unknown: neither may be
+    // trusted to cut the data.
+    uint64_t length = unknownSize;
+    for (const std::string& value : values) {
+        uint64_t parsed;
+        try {
+            parsed = parseDecimal(value);
+        } catch (const invalid_input&) {
+            throw httpRequest_errors::invalid_reply();
+        } catch (const overflow&) {
+            throw httpRequest_errors::invalid_reply();
+        }
+        if (&value != &values.front() && parsed != length)
+            throw httpRequest_errors::invalid_reply();
+        length = parsed;
     }
+    return length;
 }
 
 uint64_t lastModified(const std::string& headers) {
@@ -149,6 +180,17 @@ bool isChunked(const std::string& headers) {
     std::string value, token;
     return getHeader(headers, "transfer-encoding", value) && firstToken(value, token) &&
            compareNoCase(token.data(), token.size(), "chunked", 7) == 0 && token.size() == 7;
+}
+
+bool plainCodings(const std::string& headers) {
+    for (const std::string& coding : tokensOf(headers, "content-encoding"))
+        if (!isWord(coding, "identity"))
+            return false;
+    const std::vector<std::string> transfer = tokensOf(headers, "transfer-encoding");
+    // A "chunked" that isChunked does not see (behind a tab, on a second
+    // line) would leave the chunk framing in the data.
+    return transfer.empty() || (transfer.size() == 1 && (isWord(transfer[0], "identity") ||
+                                                         (isWord(transfer[0], "chunked") && isChunked(headers))));
 }
 
 } // namespace Qz

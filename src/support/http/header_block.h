@@ -21,8 +21,8 @@ bool getHeader(const std::string& headers, const std::string& name, std::string&
 bool getHeaders(const std::string& headers, const std::string& name, std::vector<std::string>& values);
 
 // "Content-Length" as a number; Qz::unknownSize if there is none. A value
-// that is not plain decimal digits, or too big, throws
-// Qz::httpRequest::invalid_reply.
+// that is not plain decimal digits, or too big, or lines whose numbers
+// differ, throw Qz::httpRequest::invalid_reply.
 uint64_t contentLength(const std::string& headers);
 
 // "Last-Modified" in the form "Sun, 06 Nov 1994 08:49:37 GMT" as a Windows
@@ -35,5 +35,12 @@ uint64_t lastModified(const std::string& headers);
 // Whether the first token of "Transfer-Encoding" is "chunked", without case:
 // "gzip, chunked" is not.
 bool isChunked(const std::string& headers);
+
+// Whether the body is the resource's own bytes once chunked framing is
+// undone: every "Content-Encoding" token "identity", and "Transfer-Encoding"
+// absent or a lone "chunked" (as isChunked reads it) or "identity", without
+// case. Tokens are separated by commas, blanks and tabs, over all lines of
+// each name.
+bool plainCodings(const std::string& headers);
 
 } // namespace Qz

@@ -1,5 +1,5 @@
-// Lookups over a reply's header text, and the three headers the client reads
-// as values: the length, the date and the transfer encoding.
+// Lookups over a reply's header text, and the headers the client reads as
+// values: the length, the date, the transfer encoding and the codings.
 
 #include "support/http/header_block.h"
 
@@ -40,7 +40,7 @@ TEST(HeaderBlock, Lookups) {
 }
 
 TEST(HeaderBlock, ValuesOfLengthDateAndEncoding) {
-    enum Reads { length, date, chunked };
+    enum Reads { length, date, chunked, plain };
     const uint64_t refused = 1; // the call throws
     const uint64_t invalidDate = 2;
     struct Case {
@@ -53,6 +53,9 @@ TEST(HeaderBlock, ValuesOfLengthDateAndEncoding) {
         {length, "Content-Length: 12x\r\n", refused},
         {length, "Content-Length: 18446744073709551616\r\n", refused},
         {length, "Content-Length: 18446744073709551615\r\n", Qz::unknownSize},
+        {length, "Content-Length: 5\r\nX: y\r\ncontent-length: 005\r\n", 5},
+        {length, "Content-Length: 5\r\nContent-Length: 6\r\n", refused},
+        {length, "Content-Length: 5\r\nContent-Length: x\r\n", refused},
         {date, "Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\n", 124285853770000000},
         {date, "last-modified: Thursday,   29   FEBRUARY 2024 23:59:59\r\n", 133537247990000000},
         {date, "Last-Modified: Mon, 1 Mar 2100 0:0:0\r\n", 157520160000000000},
@@ -71,13 +74,26 @@ TEST(HeaderBlock, ValuesOfLengthDateAndEncoding) {
         {chunked, "Transfer-Encoding: gzip, chunked\r\n", 0},
         {chunked, "Transfer-Encoding: \"chunked\"\r\n", 0},
         {chunked, "Content-Length: 3\r\n", 0},
+        {plain, "Content-Length: 3\r\nContent-Encoding:\r\n", 1},
+        {plain, "Content-Encoding: Identity\r\nTransfer-Encoding: CHUNKED\r\n", 1},
+        {plain, "Transfer-Encoding: identity\r\n", 1},
+        {plain, "Content-Encoding: gzip\r\n", 0},
+        {plain, "Content-Encoding: identity,br\r\n", 0},
+        {plain, "Content-Encoding: identity\r\ncontent-encoding: deflate\r\n", 0},
+        {plain, std::string("Content-Encoding: identity\0gzip\r\n", 33), 0},
+        {plain, "Transfer-Encoding: gzip, chunked\r\n", 0},
+        {plain, "Transfer-Encoding: chunked, chunked\r\n", 0},
+        {plain, "Transfer-Encoding: \"chunked\"\r\n", 0},
+        {plain, "Transfer-Encoding:\r\nTransfer-Encoding: chunked\r\n", 0},
+        {plain, "Transfer-Encoding: \tchunked\r\n", 0},
     };
     for (const Case& c : cases) {
         uint64_t result = 0;
         try {
-            result = c.reads == length ? Qz::contentLength(c.headers)
-                     : c.reads == date ? Qz::lastModified(c.headers)
-                                       : uint64_t(Qz::isChunked(c.headers));
+            result = c.reads == length    ? Qz::contentLength(c.headers)
+                     : c.reads == date    ? Qz::lastModified(c.headers)
+                     : c.reads == chunked ? uint64_t(Qz::isChunked(c.headers))
+                                          : uint64_t(Qz::plainCodings(c.headers));
         } catch (const Qz::httpRequest_errors::invalid_reply&) {
             result = refused;
         } catch (const Qz::invalid_input&) {
