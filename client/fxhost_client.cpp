@@ -334,8 +334,17 @@ struct Stream::Process {
         PROCESS_INFORMATION started = {};
         UINT errorMode = SetErrorMode(0);
         SetErrorMode(errorMode | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-        BOOL ok = CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, flags, NULL, NULL,
-                                 &startup.StartupInfo, &started);
+        // Under Wine a new process that dies in Wine's own start-up, before
+        // any code of the program runs, fails this call with
+        // ERROR_INTERNAL_ERROR (seen once, on a loaded machine); one more
+        // attempt costs nothing where the first succeeds.
+        BOOL ok = FALSE;
+        for (int attempt = 0; attempt < 2 && !ok; ++attempt) {
+            ok = CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, flags, NULL, NULL,
+                                &startup.StartupInfo, &started);
+            if (!ok && GetLastError() != ERROR_INTERNAL_ERROR)
+                break;
+        }
         SetErrorMode(errorMode);
         if (flags & EXTENDED_STARTUPINFO_PRESENT)
             DeleteProcThreadAttributeList(startup.lpAttributeList);

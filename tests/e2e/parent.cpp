@@ -97,7 +97,14 @@ HostRun runHost(const std::vector<std::wstring>& arguments, const std::string& i
         startup.hStdOutput = outChild.get();
         startup.hStdError = errChild.get();
         PROCESS_INFORMATION started = {};
-        if (!CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started))
+        // A start that dies inside Wine gets one more attempt, as in the client.
+        BOOL ok = FALSE;
+        for (int attempt = 0; attempt < 2 && !ok; ++attempt) {
+            ok = CreateProcessW(program.c_str(), &commandLine[0], NULL, NULL, TRUE, 0, NULL, NULL, &startup, &started);
+            if (!ok && GetLastError() != ERROR_INTERNAL_ERROR)
+                break;
+        }
+        if (!ok)
             throw std::runtime_error("could not start the program: system error " + std::to_string(GetLastError()));
         process.reset(started.hProcess);
         thread.reset(started.hThread);
